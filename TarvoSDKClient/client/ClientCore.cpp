@@ -1,0 +1,154 @@
+// Start-up, shut-down and settings of a session.
+#include "client/ClientCore.h"
+
+#include <cstdio>
+#include <new>
+
+#include "client/GlobalObject.h"
+#include "platform/AppCallBack.h"
+#include "platform/OutputMessage.h"
+#include "platform/Reports.h"
+
+using Application::CAppCallBack;
+
+namespace {
+
+constexpr const char* kAnyAddress = "0.0.0.0";
+constexpr unsigned int kHandshakeTimeoutMs = 5000;
+constexpr int kVersionRefused = 10;
+
+CGlobalObject& Global() { return CommonKit::TSingletons<CGlobalObject>::Instance(); }
+
+// False when memory ran out; the text is then empty.
+bool Assign(std::string& text, const char* value) {
+    try {
+        text = value;
+        return true;
+    } catch (const std::bad_alloc&) {
+        text.clear();
+        return false;
+    }
+}
+
+} // namespace
+
+ClientCore::ClientCore(int connectionType) : m_connectionType(connectionType) {
+    ResetSettings();
+    CPlatformResource& platform = Global().Platform();
+    if (!platform.State()) platform.Initialize();
+}
+
+ClientCore::~ClientCore() { Uninitialize(); }
+
+void ClientCore::Initialize() { ResetSettings(); }
+
+int ClientCore::Initialize(char* localAddress, char* serverAddress) {
+    return Initialize(localAddress, serverAddress, kDefaultCommandPort, kDefaultDataPort);
+}
+
+int ClientCore::Initialize(char* localAddress, char* serverAddress, int commandPort) {
+    return Initialize(localAddress, serverAddress, commandPort, kDefaultDataPort);
+}
+
+int ClientCore::Initialize(char* localAddress, char* serverAddress, int commandPort, int dataPort) {
+    if (m_initialised) return 1;
+    if (!Assign(m_localAddress, localAddress == nullptr ? "" : localAddress)) {
+        Report::Failed();
+        return 1;
+    }
+    m_commandPort = commandPort;
+    m_dataPort = dataPort;
+    if (m_command.Start(m_localAddress.c_str(), serverAddress, m_commandPort, true) != 0) return 1;
+    int result = ShakeHands();
+    if (result == 0) result = JoinStream();
+    if (result != 0) {
+        m_command.Stop();
+        return result;
+    }
+    unsigned char hello[sizeof kHelloText];
+    std::copy(std::begin(kHelloText), std::end(kHelloText), hello);
+    m_command.Send(PackageType_Hello, hello, sizeof hello, 0);
+    m_initialised = true;
+    return 0;
+}
+
+int ClientCore::ShakeHands() {
+    unsigned char request[kVersionRecordSize] = {};
+    TarvoSDKVersion(request + kVersionOffset);
+    sPacket reply{};
+    if (m_command.Call(PackageType_VersionRequest, request, sizeof request, &reply, kHandshakeTimeoutMs) != 0)
+        return 1;
+    if (reply.data[kVersionAcceptedOffset] == 0) return RefuseVersion(reply);
+    m_sdkSupported = true;
+    return 0;
+}
+
+int ClientCore::RefuseVersion(const sPacket& reply) {
+    const unsigned char* const version = reply.data + kVersionOffset;
+    char text[256];
+    std::snprintf(text, sizeof text,
+                  "[Error] Current SDKVersion is Not Supported, Found the Server Version is:%u.%u.%u.%u\n",
+                  version[0], version[1], version[2], version[3]);
+    COutputMessage::Error("%s", text);
+    return kVersionRefused;
+}
+
+int ClientCore::JoinStream() {
+    return m_data.Start(m_localAddress.c_str(), m_multicastAddress.c_str(), m_dataPort, true);
+}
+
+int ClientCore::Uninitialize() {
+    if (m_initialised) {
+        m_initialised = false;
+        m_data.Stop();
+        m_command.Stop();
+    }
+    ResetSettings();
+    return 0;
+}
+
+void ClientCore::ResetSettings() {
+    m_sdkSupported = false;
+    m_initialised = false;
+    m_loopBack = false;
+    m_commandPort = kDefaultCommandPort;
+    m_dataPort = kDefaultDataPort;
+    Assign(m_localAddress, kAnyAddress);
+    Assign(m_multicastAddress, kDefaultMulticastGroup);
+}
+
+void ClientCore::SetMulticastAddress(char* address) {
+    if (!Assign(m_multicastAddress, address)) Report::Failed();
+}
+
+void ClientCore::TarvoSDKVersion(unsigned char* version) const { Global().GetVersion(version); }
+
+int ClientCore::SetVerbosityLevel(int level) { return COutputMessage::SetLevel(static_cast<Verbosity>(level)); }
+
+int ClientCore::SetMessageCallback(tMessageCallback callback) { return CAppCallBack::SetLogMessageCB(callback); }
+
+int ClientCore::SetDataCallback(tFrameCallback callback, void* userData) {
+    m_command.SetUserData(CCommandServer::DataType_Stream, userData);
+    m_data.SetUserData(CCommandServer::DataType_Stream, userData);
+    return CAppCallBack::SetStreamFunc(callback);
+}
+
+int ClientCore::SetForcePlateCallback(tForcePlateCallback callback, void* userData) {
+    m_command.SetUserData(CCommandServer::DataType_ForcePlate, userData);
+    m_data.SetUserData(CCommandServer::DataType_ForcePlate, userData);
+    return CAppCallBack::SetForcePlateFunc(callback);
+}
+
+sFrameOfMocapData* ClientCore::GetLastFrameOfData() { return Global().readCache(); }
+
+int ClientCore::DecodeTimecode(unsigned int timecode, unsigned int subframe, int* hours, int* minutes,
+                               int* seconds, int* frames, int* subframeOut) const {
+    Quorin_DecodeTimecode(timecode, subframe, hours, minutes, seconds, frames, subframeOut);
+    return 1;
+}
+
+int ClientCore::TimecodeStringify(unsigned int timecode, unsigned int subframe, char* buffer,
+                                  int bufferSize) const {
+    Quorin_TimecodeStringify(timecode, subframe, buffer, bufferSize);
+    return 1;
+}

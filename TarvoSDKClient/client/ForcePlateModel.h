@@ -1,0 +1,25 @@
+// The mechanics of one force plate: from its channel values to force, centre of pressure and free moment.
+#ifndef TARVO_CLIENT_FORCE_PLATE_MODEL_H
+#define TARVO_CLIENT_FORCE_PLATE_MODEL_H
+
+#include <span>
+
+#include "TarvoSDKClient.h"
+
+namespace ForcePlateModel {
+
+inline constexpr std::size_t kMaxChannels = 8; // of one plate
+
+// Channels of a plate of this layout; 0 for a layout that is not computed.
+unsigned int ChannelCount(int channelLayout);
+
+// Statics of a rigid plate whose sensors sit at (+-a, +-b) and whose origin lies h away from the surface:
+// the moments about the true origin follow from the channels, the point where the force's line of action
+// meets the surface from Mx and My, and the free moment is what remains about that point. `values` are the
+// plate's raw channels, `baseline` what they read unloaded; a channel that the baseline lacks counts as 0.
+sForcePlateSample Compute(const sForcePlateInfo& plate, std::span<const float> values,
+                          std::span<const float> baseline);
+
+} // namespace ForcePlateModel
+
+#endif

@@ -1,0 +1,44 @@
+#include "client/FrameCache.h"
+
+#include <cstring>
+#include <new>
+
+#include "AppDataModel.h"
+
+using System::CGuard;
+
+CFrameCache::CFrameCache() { m_lock.create(); }
+
+CFrameCache::~CFrameCache() {
+    CAppDataModel model;
+    {
+        const CGuard guard(&m_lock);
+        while (m_count > 0) model.ReleaseMocap(TakeOldest());
+    }
+    m_lock.destroy();
+}
+
+sFrameOfMocapData* CFrameCache::TakeOldest() {
+    sFrameOfMocapData* const frame = m_ring[m_oldest];
+    m_oldest = (m_oldest + 1) % kMaxFrames;
+    --m_count;
+    return frame;
+}
+
+void CFrameCache::write(sFrameOfMocapData* frame) {
+    if (frame == nullptr) return;
+    CAppDataModel model;
+    const CGuard guard(&m_lock);
+    if (m_count == kMaxFrames) model.ReleaseMocap(TakeOldest());
+    m_ring[(m_oldest + m_count) % kMaxFrames] = frame;
+    ++m_count;
+}
+
+sFrameOfMocapData* CFrameCache::read() {
+    const CGuard guard(&m_lock);
+    if (m_count == 0) return nullptr;
+    sFrameOfMocapData* const frame = TakeOldest();
+    std::memcpy(static_cast<void*>(&m_readSlot), frame, sizeof m_readSlot);
+    delete frame; // its arrays live on in the slot
+    return &m_readSlot;
+}

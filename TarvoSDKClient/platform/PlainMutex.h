@@ -1,0 +1,34 @@
+// A mutex that is valid from construction on, for state that is touched before an object is started.
+#ifndef TARVO_PLATFORM_PLAIN_MUTEX_H
+#define TARVO_PLATFORM_PLAIN_MUTEX_H
+
+#include <mutex>
+
+#include "platform/ThreadSafety.h"
+
+namespace System {
+
+class TARVO_CAPABILITY("mutex") CPlainMutex {
+public:
+    void Lock() TARVO_ACQUIRE() TARVO_NO_THREAD_SAFETY { m_mutex.lock(); }
+    void Unlock() TARVO_RELEASE() TARVO_NO_THREAD_SAFETY { m_mutex.unlock(); }
+
+private:
+    std::mutex m_mutex;
+};
+
+// Holds a plain mutex for its own life.
+class TARVO_SCOPED_CAPABILITY CPlainGuard {
+public:
+    explicit CPlainGuard(CPlainMutex& mutex) TARVO_ACQUIRE(mutex) : m_mutex(mutex) { m_mutex.Lock(); }
+    ~CPlainGuard() TARVO_RELEASE() { m_mutex.Unlock(); }
+    CPlainGuard(const CPlainGuard&) = delete;
+    CPlainGuard& operator=(const CPlainGuard&) = delete;
+
+private:
+    CPlainMutex& m_mutex;
+};
+
+} // namespace System
+
+#endif

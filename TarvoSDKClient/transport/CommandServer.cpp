@@ -1,0 +1,181 @@
+// The life of an endpoint and its receive loop.
+#include "transport/CommandServer.h"
+
+#include <arpa/inet.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "client/GlobalObject.h"
+#include "platform/Reports.h"
+#include "platform/Utility.h"
+
+using System::CGuard;
+using System::CPlainGuard;
+using System::CUtility;
+
+namespace {
+
+constexpr unsigned int kSendAreaSize = 131072;
+constexpr unsigned int kReceiveAreaSize = 131072;
+constexpr unsigned int kJoinAreaSize = 524288;
+constexpr int kSocketReceiveBuffer = 524288;      // frames wait here while a callback runs
+constexpr unsigned int kPauseAfterFailureMs = 10; // keeps a failing receive from spinning
+
+const System::CSocketFacade& Facade() { return CommonKit::TSingletons<CGlobalObject>::Instance().SocketFacade(); }
+
+} // namespace
+
+CCommandServer::~CCommandServer() { Stop(); }
+
+int CCommandServer::Start(const char* /*localAddress*/, const char* address, int port, bool loopback) {
+    if (m_running.exchange(true)) return 1;
+    m_port = static_cast<unsigned int>(port);
+    m_learnsPeer = false;
+    m_multicast = IsMulticast(address);
+    int handle = -1;
+    try {
+        m_address = address == nullptr ? "" : address;
+    } catch (const std::bad_alloc&) {
+        return StartWith(false, handle);
+    }
+    const bool opened = OpenPeerSocket(handle, loopback) == 0;
+    return StartWith(opened, handle);
+}
+
+int CCommandServer::Start(const char* /*address*/, int port) {
+    if (m_running.exchange(true)) return 1;
+    m_port = static_cast<unsigned int>(port);
+    m_learnsPeer = true;
+    m_multicast = false;
+    m_address.clear();
+    int handle = -1;
+    const bool opened = Facade().Server(handle, m_port, System::kProtocolUdp) == 0;
+    return StartWith(opened, handle);
+}
+
+int CCommandServer::OpenPeerSocket(int& handle, bool loopback) {
+    if (!m_multicast) return Facade().Client(handle, m_address.c_str(), m_port, System::kProtocolUdp, 0);
+    std::array<unsigned int, kMaxLocalAddresses> interfaces{};
+    unsigned int count = 0;
+    Facade().GetLocalAddress(interfaces.data(), count);
+    return Facade().Multicast(handle, interfaces.data(), count, m_address.c_str(), m_port, loopback);
+}
+
+int CCommandServer::StartWith(bool opened, int handle) {
+    m_expectedFragment = 0;
+    if (opened) {
+        unsigned int count = 0;
+        Facade().GetLocalAddress(m_localAddresses.data(), count);
+        m_localAddressCount = static_cast<int>(count);
+        setsockopt(handle, SOL_SOCKET, SO_RCVBUF, &kSocketReceiveBuffer, sizeof kSocketReceiveBuffer);
+        m_socket.SetSocket(handle, System::kProtocolUdp);
+        if (CreateResources() == 0) return 0;
+    }
+    Report::Failed();
+    Stop();
+    return 1;
+}
+
+int CCommandServer::CreateResources() {
+    if (m_sendArea.Create(kSendAreaSize) != 0 || m_receiveArea.Create(kReceiveAreaSize) != 0 ||
+        m_joinArea.Create(kJoinAreaSize) != 0)
+        return 1;
+    if (m_mutex.create() != 0) return 1;
+    if (m_events.initialize() != 0) return 1;
+    m_requestsReady = true;
+    m_gate.Open();
+    return m_thread.Start(this);
+}
+
+int CCommandServer::Stop() {
+    if (!m_running.exchange(false)) return 0;
+    m_gate.Close();
+    if (m_requestsReady) {
+        const CGuard guard(&m_mutex);
+        m_pending.clear(); // a request that wakes and finds no entry ends
+        m_events.signal();
+    }
+    // The descriptor is closed only when no thread can be blocked on it, so that its number cannot be given
+    // to another socket under a receive.
+    m_socket.Shutdown();
+    m_thread.Stop();
+    if (m_multicast)
+        m_socket.Close(m_address.c_str());
+    else
+        m_socket.Close();
+    m_gate.AwaitEmpty();
+    m_sendArea.Destroy();
+    m_receiveArea.Destroy();
+    m_joinArea.Destroy();
+    if (m_requestsReady) m_events.destroy();
+    m_requestsReady = false;
+    m_mutex.destroy();
+    const CPlainGuard guard(m_userDataLock);
+    m_userData.fill(nullptr);
+    return 0;
+}
+
+bool CCommandServer::IsMulticast(const char* address) {
+    constexpr std::size_t kPrefix = 3;
+    if (address == nullptr || strnlen(address, kPrefix) < kPrefix) return false;
+    const char prefix[kPrefix + 1] = {address[0], address[1], address[2], '\0'};
+    return (std::strtol(prefix, nullptr, 10) & ~0xFL) == 224;
+}
+
+int CCommandServer::IsLocalAddress(unsigned int address) const {
+    const auto* const end = m_localAddresses.data() + m_localAddressCount;
+    return std::find(m_localAddresses.data(), end, htonl(address)) == end ? 1 : 0;
+}
+
+int CCommandServer::SetUserData(DataType type, void* value) {
+    if (type != DataType_Stream && type != DataType_ForcePlate) return 0;
+    const CPlainGuard guard(m_userDataLock);
+    m_userData[static_cast<std::size_t>(type) - 1] = value;
+    return 0;
+}
+
+void* CCommandServer::UserData(DataType type) {
+    const CPlainGuard guard(m_userDataLock);
+    return m_userData[static_cast<std::size_t>(type) - 1];
+}
+
+int CCommandServer::RunTask() {
+    unsigned int dirtyBytes = m_receiveArea.Length();
+    while (m_running)
+        if (!ReceiveOnce(dirtyBytes)) break;
+    return 0;
+}
+
+// False when the loop has nothing to receive from any more. The area reads as zero past the datagram:
+// clearing what the previous datagram left shows the same as clearing it all.
+bool CCommandServer::ReceiveOnce(unsigned int& dirtyBytes) {
+    std::memset(m_receiveArea.Buffer(), 0, dirtyBytes);
+    dirtyBytes = 0;
+    if (m_socket.IsValid()) {
+        Report::Failed();
+        return false;
+    }
+    unsigned int length = m_receiveArea.Length();
+    unsigned int sender = 0;
+    unsigned int senderPort = 0;
+    if (m_socket.Receive(m_receiveArea.Buffer(), length, sender, senderPort) != 0 || length == 0) {
+        Report::Failed();
+        CUtility::Sleep(kPauseAfterFailureMs);
+        return true;
+    }
+    dirtyBytes = length;
+    if (IsOwnDatagram(htonl(sender), senderPort)) return true;
+    char text[INET_ADDRSTRLEN];
+    Facade().ChangeIpAddress(sender, text, sizeof text);
+    DisposeStream(text, senderPort, m_receiveArea.Buffer(), length);
+    return true;
+}
+
+bool CCommandServer::IsOwnDatagram(unsigned int sender, unsigned int senderPort) const {
+    const auto* const end = m_localAddresses.data() + m_localAddressCount;
+    return m_multicast && senderPort == m_port && std::find(m_localAddresses.data(), end, sender) != end;
+}

@@ -1,0 +1,170 @@
+// One UDP endpoint of a client: its socket and receive thread, sending, the dispatch of what arrives, and
+// the requests that wait for a reply.
+#ifndef TARVO_TRANSPORT_COMMAND_SERVER_H
+#define TARVO_TRANSPORT_COMMAND_SERVER_H
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <list>
+#include <string>
+
+#include "TarvoWire.h"
+#include "platform/Buffer.h"
+#include "platform/Mutex.h"
+#include "platform/PlainMutex.h"
+#include "platform/SocketTransfer.h"
+#include "transport/RequestGate.h"
+#include "transport/SequenceEventSet.h"
+#include "transport/Thread.h"
+
+// One pending request.
+struct sSequenceEntry {
+    enum State : unsigned int { kWaiting = 0, kAnswered = 1, kRefused = 2 };
+
+    std::uint32_t sequence;
+    sPacket* reply;           // the requester's record, or null: the reply then only completes the request
+    std::uint32_t valid;      // a State
+    std::uint32_t replyBytes; // bytes of the reply's data that the server really sent
+};
+
+// Source files by chapter: CommandServer (life and receive loop), CommandServerSend (framing),
+// CommandServerInbound (from a datagram to its handling), CommandServerRequests (requests and replies).
+//
+// Threads: the application's threads start, stop, send and call; the receive thread runs RunTask, the
+// Dispose operations and through them the application's callbacks, with no lock held. Start and Stop are for
+// one thread at a time, and Stop never for the receive thread, since it waits for that thread's end.
+//
+// Lock order: m_mutex, then the event set's own lock, then a signal's. m_userDataLock is taken alone.
+class CCommandServer {
+public:
+    // Keys of the pointers that are handed back to the application with its callbacks.
+    enum DataType : int { DataType_Stream = 1, DataType_ForcePlate = 2 };
+
+    CCommandServer() = default;
+    ~CCommandServer();
+    CCommandServer(const CCommandServer&) = delete;
+    CCommandServer& operator=(const CCommandServer&) = delete;
+
+    // ---- Life. 0 success, 1 failure.
+    // Towards a server, or joined to a group: the address decides. Fails when already running.
+    int Start(const char* localAddress, const char* address, int port, bool loopback);
+    // Bound to a local port; the sender of the first valid datagram becomes the peer.
+    int Start(const char* address, int port);
+    // Ends the receive thread, makes waiting requests fail with 1 and waits until they have returned. Forgets
+    // the user data. 0.
+    int Stop() TARVO_NO_THREAD_SAFETY; // its end runs when nobody else is inside
+
+    // True when the text names a multicast group.
+    static bool IsMulticast(const char* address);
+    // 0 when the address (host byte order) is one of this host's, 1 otherwise.
+    int IsLocalAddress(unsigned int address) const;
+    // Callable in every state, from any thread. 0.
+    int SetUserData(DataType type, void* value);
+
+    // The receive loop: returns when the endpoint stops.
+    int RunTask();
+
+    // ---- Sending. Cuts one message into datagrams; a stopped endpoint sends nothing. 0.
+    int Send(int type, const unsigned char* data, int length, unsigned int sequence);
+
+    // ---- Inbound, on the receive thread.
+    // One datagram: 0 accepted, 1 rejected.
+    int DisposeStream(const char* sender, unsigned int senderPort, unsigned char* datagram, unsigned int length);
+    // One whole message: 0, or 1 when it cannot be decoded.
+    int DisposePackage(const char* sender, unsigned int senderPort, const tagPackageHeader& header,
+                       unsigned char* payload, unsigned int length);
+    // A reply record for the request that it answers, copied under m_mutex: 0 delivered, 1 nobody waits.
+    int DisposeResponse(const char* sender, unsigned int senderPort, const tagPackageHeader& header,
+                        sPacket* record, unsigned int replyBytes = kPacketDataSize);
+    // Wire order is host order: changes nothing.
+    static void NtohPacketHeader(tagPackageHeader& /*header*/) {}
+
+    // ---- Requests: 0 answered, 9 timed out, 1 any other failure. Block the calling thread.
+    // The reply record is written by the receive thread until the call returns. replyBytes, if given,
+    // receives how many bytes of its data the server really sent.
+    int Call(int type, void* data, int length, sPacket* reply, unsigned int timeoutMs,
+             unsigned int* replyBytes = nullptr);
+    // Type 2.
+    int Call(void* data, int length, sPacket* reply, unsigned int timeoutMs);
+    // Type 2, with the endpoint's own record: the pointer stays valid until the next call of this form, and
+    // callers of this form share the record.
+    int Call(void* data, int length, void** replyData, int* replyLength, unsigned int timeoutMs);
+
+    // The table of pending requests; the caller holds the endpoint's mutex.
+    int BuildSequence(unsigned int* sequence) TARVO_REQUIRES(m_mutex);
+    unsigned int GetSequenceNumber() const TARVO_REQUIRES(m_mutex);
+    int InsertSequence(unsigned int sequence, sPacket* reply) TARVO_REQUIRES(m_mutex);
+    int RemoveSequence(unsigned int sequence) TARVO_REQUIRES(m_mutex);
+    int SearchSequence(unsigned int sequence, sPacket*& reply, unsigned int& valid) TARVO_REQUIRES(m_mutex);
+    int GetSequenceValid(unsigned int sequence, unsigned int& valid) TARVO_REQUIRES(m_mutex);
+    int SetSequenceValid(unsigned int sequence, unsigned int valid) TARVO_REQUIRES(m_mutex);
+
+    // Waits until the entry is answered; never 0 for one that is not.
+    int WaitReply(unsigned int sequence, unsigned int timeoutMs);
+
+private:
+    static constexpr unsigned int kMaxLocalAddresses = 32;
+
+    // Life
+    int StartWith(bool opened, int handle);
+    int CreateResources() TARVO_NO_THREAD_SAFETY; // runs before anybody else is inside
+    int OpenPeerSocket(int& handle, bool loopback);
+    bool ReceiveOnce(unsigned int& dirtyBytes);
+    bool IsOwnDatagram(unsigned int sender, unsigned int senderPort) const;
+    void* UserData(DataType type);
+
+    // Sending
+    void SendMessage(int type, const unsigned char* data, int length, unsigned int sequence)
+        TARVO_REQUIRES(m_mutex);
+
+    // Inbound
+    void LearnPeer(const char* sender, unsigned int senderPort);
+    bool ExpectsFragment(unsigned int index);
+    int JoinFragment(const char* sender, unsigned int senderPort, const tagPackageHeader& header,
+                     const unsigned char* payload, unsigned int length);
+    int DisposeFrame(const unsigned char* payload, unsigned int length);
+    int DisposeMedia(const char* sender, unsigned int senderPort, const tagPackageHeader& header,
+                     const unsigned char* payload, unsigned int length);
+    void DisposeReply(const char* sender, unsigned int senderPort, const tagPackageHeader& header,
+                      const unsigned char* payload, unsigned int length);
+
+    // Requests
+    int Register(sPacket* reply, unsigned int& sequence) TARVO_REQUIRES(m_mutex);
+    sSequenceEntry* FindSequence(unsigned int sequence) TARVO_REQUIRES(m_mutex);
+
+    // Constant after start.
+    bool m_multicast = false;
+    bool m_learnsPeer = false;
+    bool m_requestsReady = false;                                    // mutex and events are created
+    std::array<unsigned int, kMaxLocalAddresses> m_localAddresses{}; // of this host, network byte order
+    int m_localAddressCount = 0;
+
+    // The peer: constant after start, except on an endpoint that learns it, where m_mutex guards it.
+    std::string m_address;
+    unsigned int m_port = 0;
+
+    // Atomic or with a lock of its own.
+    std::atomic<bool> m_running{false};
+    CRequestGate m_gate; // who is inside Send and Call
+    System::CSocketTransfer m_socket;
+
+    // Receive thread only.
+    std::uint8_t m_expectedFragment = 0; // 0 when no message is being joined
+    CBuffer m_receiveArea;
+    CBuffer m_joinArea; // its position is the number of bytes joined so far; never cleared
+
+    // Guarded by m_mutex, which exists while the endpoint runs.
+    System::CMutex m_mutex;
+    std::list<sSequenceEntry> m_pending TARVO_GUARDED_BY(m_mutex);
+    CBuffer m_sendArea TARVO_GUARDED_BY(m_mutex);
+    CSequenceEventSet m_events; // one event for each pending request
+
+    System::CPlainMutex m_userDataLock;
+    std::array<void*, 2> m_userData TARVO_GUARDED_BY(m_userDataLock){}; // by DataType, from 1
+
+    System::TThread<CCommandServer> m_thread;
+    sPacket m_reply{}; // of the callers of the short form of Call
+};
+
+#endif

@@ -1,0 +1,18 @@
+# What every target of the project is compiled with.
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
+endif()
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion
+                    $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>
+                    $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wthread-safety>
+                    # Reports and assertions show paths inside the project, not where it was built.
+                    -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+if(VELMAR_WERROR)
+  add_compile_options(-Werror)
+endif()
+
+if(VELMAR_SANITIZE)
+  add_compile_options(-fsanitize=${VELMAR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${VELMAR_SANITIZE})
+endif()

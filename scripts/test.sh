@@ -1,0 +1,42 @@
+#!/usr/bin/env bash
+# Builds everything and runs all tests. With --all also: the format, clang's warnings and lint, and the
+# whole suite under the address, undefined-behaviour, leak and thread sanitizers.
+set -eu
+cd "$(dirname "$0")/.."
+
+all=
+case "${1:-}" in
+  "") ;;
+  --all) all=yes ;;
+  *) echo "usage: scripts/test.sh [--all]" >&2; exit 2 ;;
+esac
+
+jobs=$(nproc)
+
+build() { # build PRESET
+  echo "== build: $1"
+  cmake --preset "$1" -DVELMAR_WERROR=ON >/dev/null
+  cmake --build --preset "$1" -- --quiet
+}
+
+run() { # run PRESET
+  echo "== tests: $1"
+  ctest --preset "$1" -j "$jobs"
+}
+
+if [ -n "$all" ]; then
+  scripts/prepare.sh all
+  echo "== format"
+  git ls-files '*.h' '*.cpp' '*.c' | xargs clang-format-14 --dry-run -Werror
+  build fuzz
+  echo "== lint"
+  git ls-files '*.cpp' | xargs -P "$jobs" -n 4 clang-tidy-14 -p build/fuzz --quiet 2>/dev/null
+  build asan
+  run asan
+  build tsan
+  run tsan
+else
+  scripts/prepare.sh test
+fi
+build dev
+run dev
