@@ -197,7 +197,10 @@ typedef struct sServerDescription {
 
 /* ---- Force plates ------------------------------------------------------------------------- */
 
-/* What one force plate measures, in the capture volume's axes. */
+/* What one force plate measures, in the capture volume's axes. From the statics of a rigid plate: the
+ * channels give force F and moment M about the centre of the surface; the centre of pressure is the point
+ * (-My/Fz, Mx/Fz) of the surface, in plate axes, about which only a moment along the normal is left, and
+ * that is the free moment. With next to no vertical force, the plate's origin stands for the point. */
 typedef struct sForcePlateSample {
     float force[3];            /* force vector */
     float centerOfPressure[3]; /* where it acts, server's length unit */
@@ -254,7 +257,9 @@ public:
     void SetVerbosityLevel(int level);
 
     /* Asks for the descriptions and starts the force-plate computation with them, retrying until
-     * timeoutMs (0: without limit) has passed; every attempt takes up to 5000 ms.
+     * timeoutMs (0: without limit) has passed; every attempt takes up to 5000 ms. What the first plate
+     * of the first frame after that reads is taken as the unloaded reading of every plate, once for the
+     * life of the process: nothing should stand on the plates. A later call replaces the plates.
      * 0 started; 1 no reply, or an unusable one; 2; 10. */
     int WaitForForcePlateInit(long timeoutMs);
 

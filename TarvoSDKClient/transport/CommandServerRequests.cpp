@@ -58,12 +58,11 @@ int CCommandServer::Call(void* data, int length, sPacket* reply, unsigned int ti
 }
 
 int CCommandServer::Call(void* data, int length, void** replyData, int* replyLength, unsigned int timeoutMs) {
-    unsigned int replyBytes = 0;
-    const int status = Call(PackageType_Request, data, length, &m_reply, timeoutMs, &replyBytes);
+    const int status = Call(PackageType_Request, data, length, &m_reply, timeoutMs);
     if (status != 0) return status;
     *replyData = m_reply.data;
-    // Stated by the server; never more than it sent.
-    *replyLength = std::clamp(m_reply.length, 0, static_cast<int>(replyBytes));
+    // A media image states it as its sender likes; whoever reads that many bytes stays inside the record.
+    *replyLength = std::clamp(m_reply.length, 0, static_cast<int>(kPacketDataSize));
     return 0;
 }
 

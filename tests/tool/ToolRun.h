@@ -1,0 +1,71 @@
+// One run of the tool as a user starts it.
+#ifndef TESTS_TOOL_TOOL_RUN_H
+#define TESTS_TOOL_TOOL_RUN_H
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+// Starts at construction; output and errors go into one pipe. A run that is not awaited is killed.
+class ToolRun {
+public:
+    explicit ToolRun(const std::string& commandLine) {
+        int ends[2];
+        if (pipe(ends) != 0) std::perror("pipe");
+        m_process = fork();
+        if (m_process == 0) {
+            dup2(ends[1], STDOUT_FILENO);
+            dup2(ends[1], STDERR_FILENO);
+            close(ends[0]);
+            close(ends[1]);
+            const std::string shell = "exec timeout --foreground 40 " VELMAR_BINARY " " + commandLine;
+            execl("/bin/sh", "sh", "-c", shell.c_str(), nullptr);
+            _exit(127);
+        }
+        close(ends[1]);
+        m_output = fdopen(ends[0], "r");
+    }
+    ~ToolRun() {
+        if (m_process > 0) {
+            kill(m_process, SIGTERM);
+            Wait();
+        }
+        std::fclose(m_output);
+    }
+    ToolRun(const ToolRun&) = delete;
+    ToolRun& operator=(const ToolRun&) = delete;
+
+    std::string Line() {
+        std::string line;
+        for (int c = std::fgetc(m_output); c != EOF && c != '\n'; c = std::fgetc(m_output))
+            line += static_cast<char>(c);
+        return line;
+    }
+
+    std::string Rest() {
+        std::string text;
+        for (int c = std::fgetc(m_output); c != EOF; c = std::fgetc(m_output)) text += static_cast<char>(c);
+        return text;
+    }
+
+    void Interrupt() const { kill(m_process, SIGINT); }
+
+    int Wait() { // the exit code
+        int status = 0;
+        waitpid(m_process, &status, 0);
+        m_process = 0;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+private:
+    pid_t m_process = 0;
+    std::FILE* m_output = nullptr;
+};
+
+#endif

@@ -1,0 +1,68 @@
+#include "Client.h"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <mutex>
+#include <stdexcept>
+
+#include "Routes.h"
+#include "wire/UdpSocket.h"
+
+namespace {
+
+// Written on whatever thread reports.
+struct Log {
+    std::mutex mutex;
+    bool verbose = false;
+    std::string lastError;
+};
+
+Log& TheLog() {
+    static Log log;
+    return log;
+}
+
+void OnMessage(int level, char* text) {
+    constexpr int kError = 3;
+    Log& log = TheLog();
+    const std::lock_guard guard(log.mutex);
+    if (level == kError) log.lastError = text;
+    if (log.verbose) fmt::print(stderr, "{}", text);
+}
+
+std::string Trimmed(std::string text) {
+    while (!text.empty() && text.back() == '\n') text.pop_back();
+    return text;
+}
+
+} // namespace
+
+Client::Client(std::string server, bool verbose) : m_server(std::move(server)) {
+    TheLog().verbose = verbose;
+    m_client.SetMessageCallback(&OnMessage);
+}
+
+Client::~Client() {
+    m_client.Uninitialize();
+    m_client.SetMessageCallback(nullptr);
+}
+
+void Client::Connect() {
+    const in_addr address = Resolve(m_server);
+    const int result = m_client.Initialize(m_server.data());
+    if (result == 0) return;
+    std::string reason;
+    {
+        const std::lock_guard guard(TheLog().mutex);
+        reason = Trimmed(TheLog().lastError);
+    }
+    if (result == 10) throw std::runtime_error(fmt::format("{} refuses this client: {}", m_server, reason));
+    throw std::runtime_error(
+        fmt::format("no connection to {}.\n"
+                    "Tried: a version request to port {} of {}, over {}; its answer is awaited for 5 s.\n"
+                    "Check: is the server running at this address? Does a firewall let UDP port {} pass?\n"
+                    "       Does another program hold port {} without sharing it (ss -ulpn)?{}",
+                    m_server, kDefaultCommandPort, ToText(address), RouteTo(address), kDefaultCommandPort,
+                    kDefaultDataPort, reason.empty() ? "" : "\nThe library's last error: " + reason));
+}

@@ -1,0 +1,18 @@
+// The subcommands. Each adds itself to the application; when it is chosen, it runs and sets the exit code.
+#ifndef VELMAR_COMMANDS_H
+#define VELMAR_COMMANDS_H
+
+#include <CLI/CLI.hpp>
+
+enum ExitCode { kSuccess = 0, kFailure = 1, kUsage = 2 };
+
+void AddSimulate(CLI::App& app, int& exitCode);
+void AddWatch(CLI::App& app, int& exitCode);
+void AddInfo(CLI::App& app, int& exitCode);
+void AddSend(CLI::App& app, int& exitCode);
+
+// A validator that names the accepted values. For numbers, and for whole numbers.
+CLI::Validator Number(double lowest, double highest);
+CLI::Validator WholeNumber(long long lowest, long long highest);
+
+#endif

@@ -1,0 +1,27 @@
+// Ctrl-C and SIGTERM as a request to end.
+#ifndef VELMAR_STOP_SIGNAL_H
+#define VELMAR_STOP_SIGNAL_H
+
+#include <poll.h>
+
+#include <chrono>
+#include <optional>
+
+namespace StopSignal {
+
+// From here on both signals are held back except while the program waits in Poll. To be called before any
+// thread is started, so that all of them inherit it.
+void Install();
+
+bool Arrived();
+
+// Waits for the descriptor, for this long (nothing: without limit; less than nothing: not at all), or for a
+// signal. No signal is missed between Arrived() and the wait.
+void Poll(pollfd& descriptor, std::optional<std::chrono::nanoseconds> timeout);
+
+// Waits this long or until a signal arrives.
+void Sleep(std::chrono::nanoseconds duration);
+
+} // namespace StopSignal
+
+#endif

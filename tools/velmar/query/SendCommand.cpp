@@ -1,0 +1,71 @@
+// velmar send: one text command and its answer.
+#include <fmt/format.h>
+
+#include <chrono>
+#include <memory>
+#include <random>
+#include <stdexcept>
+
+#include "Commands.h"
+#include "Routes.h"
+#include "StopSignal.h"
+#include "wire/Messages.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+struct Options {
+    std::string server;
+    std::string text;
+};
+
+constexpr std::chrono::seconds kPatience(5);
+
+// The reply with this sequence number, or nothing within the patience.
+std::optional<Message> AwaitReply(UdpSocket& socket, std::uint32_t sequence) {
+    MessageJoiner joiner;
+    const auto deadline = Clock::now() + kPatience;
+    unsigned char datagram[65536];
+    while (!StopSignal::Arrived() && Clock::now() < deadline) {
+        pollfd waiting{socket.Handle(), POLLIN, 0};
+        StopSignal::Poll(waiting, deadline - Clock::now());
+        sockaddr_in from{};
+        std::string problem;
+        while (const auto size = socket.Receive(datagram, from)) {
+            auto message = joiner.Take(from, {datagram, *size}, problem);
+            if (message && message->sequence == sequence) return message;
+        }
+    }
+    return std::nullopt;
+}
+
+int Run(const Options& options) {
+    UdpSocket socket;
+    const sockaddr_in server = MakeAddress(Resolve(options.server), kDefaultCommandPort);
+    const std::uint32_t sequence = std::random_device{}() | 2U;
+    std::vector<unsigned char> payload(options.text.begin(), options.text.end());
+    payload.push_back(0);
+    if (payload.size() > kMaxMessageSize)
+        throw std::runtime_error(
+            fmt::format("TEXT: {} bytes are more than the {} of a message", payload.size(), kMaxMessageSize));
+    CutMessage(PackageType_Command, sequence, payload, [&](Bytes part) { return socket.SendTo(server, part); });
+    const auto reply = AwaitReply(socket, sequence);
+    if (!reply)
+        throw std::runtime_error(fmt::format("no reply from {} within {} s, over {}", ToText(server),
+                                             kPatience.count(), RouteTo(server.sin_addr)));
+    const auto* const text = reinterpret_cast<const char*>(reply->payload.data());
+    fmt::print("{}\n", std::string_view(text, strnlen(text, reply->payload.size())));
+    return kSuccess;
+}
+
+} // namespace
+
+void AddSend(CLI::App& app, int& exitCode) {
+    CLI::App* const command = app.add_subcommand("send", "Send a text command and print the reply");
+    const auto options = std::make_shared<Options>();
+    command->add_option("SERVER", options->server, "Address or name of the server")->required();
+    command->add_option("TEXT", options->text, "The command")->required();
+    command->footer("Example:\n  velmar send 127.0.0.1 status");
+    command->callback([options, &exitCode] { exitCode = Run(*options); });
+}

@@ -1,0 +1,130 @@
+#include "simulate/CaptureServer.h"
+
+#include <arpa/inet.h>
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+#include <poll.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <stdexcept>
+#include <system_error>
+
+#include "AppDataModel.h"
+#include "StopSignal.h"
+#include "UsageError.h"
+
+using Clock = FramePacer::Clock;
+
+namespace {
+
+in_addr Group() {
+    in_addr group{};
+    inet_pton(AF_INET, kDefaultMulticastGroup, &group);
+    return group;
+}
+
+void Say(const std::string& line) {
+    fmt::print("{:%H:%M:%S} {}\n", fmt::localtime(std::time(nullptr)), line);
+    std::fflush(stdout);
+}
+
+} // namespace
+
+CaptureServer::CaptureServer(const ServerOptions& options, FrameComposer& composer)
+    : m_options(options),
+      m_composer(composer),
+      m_pacer(options.rate),
+      m_desk(options.policy, DescribeStream(composer), m_pacer),
+      m_group(MakeAddress(Group(), kDefaultDataPort)),
+      m_body(composer.BodySize()) {
+    m_commands.Bind(kDefaultCommandPort);
+    m_stream.SetMulticastHops(options.hops);
+    if (options.interface && !m_stream.SetMulticastInterface(Resolve(*options.interface)))
+        throw UsageError(fmt::format("--interface: takes the address of an interface of this machine, not '{}'",
+                                     *options.interface));
+    const Load& load = composer.Amounts();
+    Say(fmt::format("serving port {}, streaming to {} at {:g} Hz", kDefaultCommandPort, ToText(m_group),
+                    options.rate));
+    Say(composer.Figure().Summary());
+    Say(fmt::format(
+        "a frame holds {} skeletons, {} marker sets, {} rigid bodies, {} labelled and {} other markers, "
+        "{} force plates, {} further analog channels: {} bytes",
+        load.skeletons, load.markerSets, load.rigidBodies, load.labeledMarkers, load.otherMarkers,
+        composer.Plates().Plates().size(), load.analog, composer.BodySize()));
+    if (const int leftOut = m_desk.DescriptionsLeftOut())
+        Say(fmt::format("{} descriptions do not fit a reply and are left out", leftOut));
+}
+
+void CaptureServer::Run() {
+    m_started = Clock::now();
+    m_pacer.Start(m_started);
+    while (!Finished() && !StopSignal::Arrived()) {
+        AwaitNext();
+        AnswerAll();
+        SendDueFrames();
+    }
+}
+
+// Sleeps until a frame is due, a datagram arrives, or a signal does.
+void CaptureServer::AwaitNext() {
+    pollfd waiting{m_commands.Handle(), POLLIN, 0};
+    std::optional<std::chrono::nanoseconds> left;
+    if (const auto deadline = m_pacer.Deadline()) left = *deadline - Clock::now();
+    StopSignal::Poll(waiting, left);
+}
+
+void CaptureServer::AnswerAll() {
+    unsigned char datagram[65536];
+    sockaddr_in from{};
+    while (const auto size = m_commands.Receive(datagram, from)) {
+        std::string report;
+        const auto message = m_joiner.Take(from, {datagram, *size}, report);
+        if (!report.empty()) Say(fmt::format("{}: ignored a datagram: {}", ToText(from), report));
+        if (!message) continue;
+        const auto answer = m_desk.Handle(*message, report);
+        Say(fmt::format("{}: {}", ToText(from), report));
+        if (!answer) continue;
+        const auto send = [&](Bytes part) { return m_commands.SendTo(from, part); };
+        if (!CutMessage(answer->type, answer->sequence, answer->payload, send))
+            Say(fmt::format("{}: the answer did not leave: {}", ToText(from),
+                            std::generic_category().message(errno)));
+    }
+}
+
+void CaptureServer::SendDueFrames() {
+    // A late server catches up, but looks at its requests between the frames.
+    const auto deadline = m_pacer.Deadline();
+    if (!deadline || Clock::now() < *deadline || Finished()) return;
+    SendFrame();
+    m_lastFrame = Clock::now();
+    m_pacer.Advance(m_lastFrame);
+}
+
+void CaptureServer::SendFrame() {
+    const auto number = static_cast<int>(m_desk.Frames() + 1);
+    int length = 0;
+    CAppDataModel().EncodeMocap(&m_composer.ComposeAt(number, m_pacer.StreamSeconds()), m_body.data(), length);
+    const Bytes body(m_body.data(), static_cast<std::size_t>(length));
+    if (!CutMessage(PackageType_Frame, 0, body, [&](Bytes part) { return m_stream.SendTo(m_group, part); })) {
+        const std::string reason = std::generic_category().message(errno);
+        if (m_desk.Frames() == 0)
+            throw std::runtime_error(fmt::format(
+                "frames cannot be sent to {}: {}. Name the address of a network interface with --interface, or "
+                "give the group a route (ip route add 239.0.0.0/8 dev IFACE)",
+                ToText(m_group), reason));
+        if (m_cutShort++ == 0) Say(fmt::format("frame {} did not leave whole: {}", number, reason));
+    }
+    m_desk.CountFrame();
+}
+
+std::string CaptureServer::Summary() const {
+    const double seconds = std::chrono::duration<double>(m_lastFrame - m_started).count();
+    const long long frames = m_desk.Frames();
+    const double rate = frames > 1 && seconds > 0 ? static_cast<double>(frames - 1) / seconds : 0;
+    return fmt::format(
+        "{} frames sent in {:.2f} s ({:.2f} a second), {} of them not whole; the latest was {:.1f} ms "
+        "late\nasked: {}",
+        frames, seconds, rate, m_cutShort, m_pacer.WorstLateness() * 1e3, m_desk.Summary());
+}

@@ -1,0 +1,122 @@
+#include "simulate/DescriptionBody.h"
+
+#include <bit>
+#include <cstring>
+#include <memory>
+#include <span>
+#include <string>
+
+#include "AppDataModel.h"
+#include "simulate/ServerRecords.h"
+
+namespace {
+
+// Encodes entry by entry and keeps those that fit.
+class BodyBuilder {
+public:
+    BodyBuilder() { m_body.bytes.resize(sizeof(std::int32_t)); }
+
+    void Add(DescriptionType type, void* record, std::size_t size) {
+        if (m_body.entries == TARVO_MAX_DESCRIPTIONS || m_body.bytes.size() + size > kPacketDataSize) {
+            ++m_body.leftOut;
+            return;
+        }
+        const auto list = std::make_unique<sDataDescriptions>();
+        list->descriptionCount = 1;
+        list->descriptions[0] = {type, record};
+        std::vector<unsigned char> one(sizeof(std::int32_t) + size);
+        int length = 0;
+        CAppDataModel().EncodeDescription(list.get(), one.data(), length);
+        m_body.bytes.insert(m_body.bytes.end(), one.begin() + sizeof(std::int32_t), one.begin() + length);
+        ++m_body.entries;
+    }
+
+    DescriptionBody Take() {
+        const std::int32_t count = m_body.entries;
+        std::memcpy(m_body.bytes.data(), &count, sizeof count);
+        return std::move(m_body);
+    }
+
+private:
+    DescriptionBody m_body;
+};
+
+constexpr std::size_t kTypeSize = sizeof(std::int32_t);
+constexpr std::size_t kNamedListHead = kTypeSize + sizeof(std::int32_t) + TARVO_NAME_SIZE;
+
+void AddMarkerSet(BodyBuilder& body, const FrameComposer& composer, int figure) {
+    std::vector<std::vector<char>> names;
+    std::vector<char*> pointers;
+    for (const Joint& joint : composer.Figure().Joints()) {
+        char name[TARVO_NAME_SIZE];
+        SetName(name, joint.name);
+        names.emplace_back(std::begin(name), std::end(name));
+    }
+    pointers.reserve(names.size());
+    for (std::vector<char>& name : names) pointers.push_back(name.data());
+    sMarkerSetInfo info{};
+    SetName(info.name, FigureName(figure));
+    info.markerCount = static_cast<std::int32_t>(names.size());
+    info.markerNames = pointers.data();
+    body.Add(DescMarkerSet, &info, kNamedListHead + names.size() * TARVO_NAME_SIZE);
+}
+
+sRigidBodyInfo Describe(const std::string& name, int parentId, const sRigidBodySample& body,
+                        const float (&parentPosition)[3]) {
+    RigidBodyRecord record{};
+    SetName(record.name, name);
+    record.id = body.id;
+    record.parentId = parentId;
+    for (int i = 0; i < 3; ++i) record.offset[i] = body.position[i] - parentPosition[i];
+    std::copy(std::begin(body.orientation), std::end(body.orientation), record.orientation);
+    return std::bit_cast<sRigidBodyInfo>(record);
+}
+
+constexpr float kOrigin[3] = {0, 0, 0};
+
+void AddSkeleton(BodyBuilder& body, const FrameComposer& composer, const sSkeletonSample& skeleton, int figure) {
+    const std::vector<Joint>& joints = composer.Figure().Joints();
+    const auto info = std::make_unique<sSkeletonInfo>();
+    SetName(info->name, FigureName(figure));
+    info->id = skeleton.id;
+    info->rigidBodyCount = skeleton.rigidBodyCount;
+    for (std::size_t k = 0; k < joints.size(); ++k) {
+        const int parent = joints[k].parent;
+        const auto& from = parent < 0 ? kOrigin : skeleton.rigidBodies[parent].position;
+        info->rigidBodies[k] =
+            Describe(joints[k].name, parent < 0 ? -1 : BoneId(parent), skeleton.rigidBodies[k], from);
+    }
+    body.Add(DescSkeleton, info.get(), kNamedListHead + sizeof info->id + joints.size() * sizeof(sRigidBodyInfo));
+}
+
+void AddLabeledMarkers(BodyBuilder& body, const FrameComposer& composer) {
+    std::vector<sPointItem> items;
+    for (int i = 0; i < composer.Amounts().labeledMarkers; ++i) {
+        const auto [figure, joint] = composer.WearerOf(i);
+        const bool worn = figure >= 0;
+        const PointRecord record{i + 1, worn ? SkeletonId(figure) : -1, worn ? BoneId(joint) : -1};
+        items.push_back(std::bit_cast<sPointItem>(record));
+    }
+    sPointGroupInfo info{};
+    SetName(info.name, "Labelled markers");
+    info.pointCount = static_cast<std::int32_t>(items.size());
+    info.points = items.data();
+    body.Add(DescPointGroup, &info, kNamedListHead + items.size() * sizeof(sPointItem));
+}
+
+} // namespace
+
+DescriptionBody DescribeStream(FrameComposer& composer) {
+    const sFrameOfMocapData& frame = composer.ComposeAt(0, 0);
+    BodyBuilder body;
+    for (int i = 0; i < frame.markerSetCount; ++i) AddMarkerSet(body, composer, i);
+    for (int i = 0; i < frame.skeletonCount; ++i) AddSkeleton(body, composer, frame.skeletons[i], i);
+    for (sForcePlateInfo plate : composer.Plates().Plates())
+        body.Add(DescForcePlate, &plate, kTypeSize + sizeof plate);
+    AddLabeledMarkers(body, composer);
+    for (int i = 0; i < frame.rigidBodyCount; ++i) {
+        sRigidBodyInfo info = Describe("Body" + std::to_string(i + 1), -1, frame.rigidBodies[i], kOrigin);
+        body.Add(DescRigidBody, &info, kTypeSize + sizeof info);
+    }
+    return body.Take();
+}

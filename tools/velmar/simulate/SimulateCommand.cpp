@@ -1,0 +1,122 @@
+// velmar simulate: its options and what they make.
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <memory>
+
+#include "Commands.h"
+#include "TarvoSDKClient.h"
+#include "motion/MotionFile.h"
+#include "motion/WalkingFigure.h"
+#include "simulate/CaptureServer.h"
+
+namespace {
+
+struct Options {
+    ServerOptions server;
+    Load load;
+    std::string motion;
+    std::string up = "y";
+    std::optional<double> scale;
+    std::string version;
+    std::string plates;
+};
+
+constexpr const char* kFooter =
+    "Examples:\n"
+    "  velmar simulate\n"
+    "  velmar simulate --motion walk.bvh --rate 240 --skeletons 3\n\n"
+    "Clients find the server at this machine's address. To reach other machines, name the interface and let the\n"
+    "datagrams pass routers: velmar simulate --interface 192.168.1.10 --ttl 1\n\n"
+    "Positions are metres, z up. Text commands of clients: help, rate HZ, pause, resume, status.";
+
+// Empty when the text is four numbers of a byte each.
+std::string CheckVersion(const std::string& text) {
+    Version version{};
+    char rest = 0;
+    const bool four = std::sscanf(text.c_str(), "%3hhu.%3hhu.%3hhu.%3hhu%c", &version[0], &version[1], &version[2],
+                                  &version[3], &rest) == 4;
+    if (four && ToText(version) == text) return {};
+    return fmt::format("takes four numbers from 0 to 255 with dots between them, not '{}'", text);
+}
+
+Version ParseVersion(const std::string& text) {
+    Version version{};
+    if (text.empty())
+        Quorin_GetVersion(version.data());
+    else
+        std::sscanf(text.c_str(), "%hhu.%hhu.%hhu.%hhu", &version[0], &version[1], &version[2], &version[3]);
+    return version;
+}
+
+std::unique_ptr<Motion> MakeMotion(const Options& options) {
+    if (options.motion.empty()) return std::make_unique<WalkingFigure>();
+    return std::make_unique<MotionFile>(options.motion, options.up == "z" ? UpAxis::kZ : UpAxis::kY,
+                                        options.scale);
+}
+
+std::vector<PlateLayout> Layouts(const std::string& plates) {
+    if (plates == "six") return {PlateLayout::kSix};
+    if (plates == "eight") return {PlateLayout::kEight};
+    // Eight first: a client keeps one set of unloaded readings, those of the first plate, for all of them.
+    if (plates == "both") return {PlateLayout::kEight, PlateLayout::kSix};
+    return {};
+}
+
+int Run(const Options& options) {
+    const std::unique_ptr<Motion> motion = MakeMotion(options);
+    // A recording has no ground under its feet.
+    const std::string defaultPlates = options.motion.empty() ? "both" : "none";
+    const ForcePlateRig plates(Layouts(options.plates.empty() ? defaultPlates : options.plates));
+    FrameComposer composer(*motion, plates, options.load);
+    ServerOptions server = options.server;
+    server.policy.version = ParseVersion(options.version);
+    CaptureServer simulated(server, composer);
+    simulated.Run();
+    fmt::print("{}\n", simulated.Summary());
+    return kSuccess;
+}
+
+void AddContent(CLI::App& app, Options& o) {
+    app.add_option("--motion", o.motion, "Play this recording (BVH or another animation that Assimp reads)")
+        ->check(CLI::ExistingFile);
+    app.add_option("--up", o.up, "The recording's upward axis: y or z")->check(CLI::IsMember({"y", "z"}));
+    app.add_option("--scale", o.scale, "Metres for each unit of the recording")->check(Number(1e-6, 1e6));
+    app.add_option("--skeletons", o.load.skeletons, "Figures")->check(WholeNumber(0, TARVO_MAX_SKELETONS));
+    app.add_option("--rigid-bodies", o.load.rigidBodies, "Rigid bodies besides")
+        ->check(WholeNumber(0, TARVO_MAX_RIGID_BODIES));
+    app.add_option("--markers", o.load.labeledMarkers, "Labelled markers (default: one at each joint)")
+        ->check(WholeNumber(0, TARVO_MAX_LABELED_MARKERS));
+    app.add_option("--other-markers", o.load.otherMarkers, "Markers without a label")
+        ->check(WholeNumber(0, TARVO_MAX_OTHER_MARKERS));
+    app.add_option("--marker-sets", o.load.markerSets, "Marker sets (default: one for each figure)")
+        ->check(WholeNumber(0, TARVO_MAX_MARKER_SETS));
+    app.add_option("--analog", o.load.analog, "Analog channels beside those of the force plates")
+        ->check(WholeNumber(0, TARVO_MAX_ANALOG_VALUES));
+    app.add_option(
+           "--force-plates", o.plates,
+           "Force plates under the walking figure: six, eight, both or none (default: both; none with --motion)")
+        ->check(CLI::IsMember({"six", "eight", "both", "none"}));
+}
+
+void AddServer(CLI::App& app, Options& o) {
+    app.add_option("--rate", o.server.rate, "Frames a second")->check(Number(0.1, 10000));
+    app.add_option("--frames", o.server.frames, "End after so many frames")->check(WholeNumber(1, 1'000'000'000));
+    app.add_flag("--refuse", o.server.policy.refuses, "Refuse every client's version");
+    app.add_option("--server-version", o.version, "The version that the server states")
+        ->check(CLI::Validator(CheckVersion, "A.B.C.D"));
+    app.add_option("--interface", o.server.interface, "Stream through the interface with this address");
+    app.add_option("--ttl", o.server.hops, "Routers that the stream may pass; 0 keeps it on this machine")
+        ->check(WholeNumber(0, 255));
+}
+
+} // namespace
+
+void AddSimulate(CLI::App& app, int& exitCode) {
+    CLI::App* const command = app.add_subcommand("simulate", "Be a capture server: stream frames, answer clients");
+    const auto options = std::make_shared<Options>();
+    AddContent(*command, *options);
+    AddServer(*command, *options);
+    command->footer(kFooter);
+    command->callback([options, &exitCode] { exitCode = Run(*options); });
+}

@@ -1,0 +1,49 @@
+// A UDP socket of the tool, and the text form of addresses.
+#ifndef VELMAR_WIRE_UDP_SOCKET_H
+#define VELMAR_WIRE_UDP_SOCKET_H
+
+#include <netinet/in.h>
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+
+using Bytes = std::span<const unsigned char>;
+
+// Open from construction to destruction; never blocks. What the system refuses at set-up is thrown as
+// std::system_error.
+class UdpSocket {
+public:
+    UdpSocket();
+    ~UdpSocket();
+    UdpSocket(const UdpSocket&) = delete;
+    UdpSocket& operator=(const UdpSocket&) = delete;
+
+    int Handle() const { return m_handle; }
+    void Bind(int port);
+
+    // How far multicast datagrams go (0: they stay on this machine), and through which interface: false when
+    // no interface has this address.
+    void SetMulticastHops(int hops);
+    bool SetMulticastInterface(in_addr interface);
+
+    // False with errno set when the system does not take the datagram.
+    bool SendTo(const sockaddr_in& to, Bytes datagram);
+
+    // The size of the datagram that was waiting, cut to the buffer; nothing when none was.
+    std::optional<std::size_t> Receive(std::span<unsigned char> buffer, sockaddr_in& from);
+
+private:
+    int m_handle;
+};
+
+sockaddr_in MakeAddress(in_addr address, int port);
+
+// Throws std::runtime_error naming the text that is neither a dotted address nor a known host.
+in_addr Resolve(const std::string& host);
+
+std::string ToText(in_addr address);
+std::string ToText(const sockaddr_in& address); // with the port
+
+#endif
