@@ -13,6 +13,8 @@ if(VELMAR_WERROR)
 endif()
 
 if(VELMAR_SANITIZE)
+  # With the checks in between, gcc mistakes values that are set for ones that may not be.
+  add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   add_compile_options(-fsanitize=${VELMAR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${VELMAR_SANITIZE})
 endif()

@@ -20,7 +20,7 @@ int CAppDataModel::DecodeMedia(const unsigned char* buffer, unsigned int availab
     packet = new (std::nothrow) sPacket;
     if (packet == nullptr) return 1;
     const std::size_t supplied = std::min<std::size_t>(available, sizeof *packet);
-    std::memcpy(packet, buffer, supplied);
+    if (supplied > 0) std::memcpy(packet, buffer, supplied); // an empty body may have no address
     std::memset(reinterpret_cast<unsigned char*>(packet) + supplied, 0, sizeof *packet - supplied);
     length = sizeof *packet;
     return 0;

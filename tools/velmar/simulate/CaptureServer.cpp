@@ -1,6 +1,5 @@
 #include "simulate/CaptureServer.h"
 
-#include <arpa/inet.h>
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <poll.h>
@@ -11,19 +10,11 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "AppDataModel.h"
 #include "StopSignal.h"
-#include "UsageError.h"
 
 using Clock = FramePacer::Clock;
 
 namespace {
-
-in_addr Group() {
-    in_addr group{};
-    inet_pton(AF_INET, kDefaultMulticastGroup, &group);
-    return group;
-}
 
 void Say(const std::string& line) {
     fmt::print("{:%H:%M:%S} {}\n", fmt::localtime(std::time(nullptr)), line);
@@ -37,15 +28,11 @@ CaptureServer::CaptureServer(const ServerOptions& options, FrameComposer& compos
       m_composer(composer),
       m_pacer(options.rate),
       m_desk(options.policy, DescribeStream(composer), m_pacer),
-      m_group(MakeAddress(Group(), kDefaultDataPort)),
-      m_body(composer.BodySize()) {
+      m_link(options.faults),
+      m_stream(options.stream, composer, m_link) {
     m_commands.Bind(kDefaultCommandPort);
-    m_stream.SetMulticastHops(options.hops);
-    if (options.interface && !m_stream.SetMulticastInterface(Resolve(*options.interface)))
-        throw UsageError(fmt::format("--interface: takes the address of an interface of this machine, not '{}'",
-                                     *options.interface));
     const Load& load = composer.Amounts();
-    Say(fmt::format("serving port {}, streaming to {} at {:g} Hz", kDefaultCommandPort, ToText(m_group),
+    Say(fmt::format("serving port {}, streaming to {} at {:g} Hz", kDefaultCommandPort, ToText(m_stream.Group()),
                     options.rate));
     Say(composer.Figure().Summary());
     Say(fmt::format(
@@ -86,7 +73,9 @@ void CaptureServer::AnswerAll() {
         const auto answer = m_desk.Handle(*message, report);
         Say(fmt::format("{}: {}", ToText(from), report));
         if (!answer) continue;
-        const auto send = [&](Bytes part) { return m_commands.SendTo(from, part); };
+        const auto send = [&](Bytes part) {
+            return m_link.Send(part, {}, [this, from](Bytes bytes) { return m_commands.SendTo(from, bytes); });
+        };
         if (!CutMessage(answer->type, answer->sequence, answer->payload, send))
             Say(fmt::format("{}: the answer did not leave: {}", ToText(from),
                             std::generic_category().message(errno)));
@@ -103,18 +92,14 @@ void CaptureServer::SendDueFrames() {
 }
 
 void CaptureServer::SendFrame() {
-    const auto number = static_cast<int>(m_desk.Frames() + 1);
-    int length = 0;
-    CAppDataModel().EncodeMocap(&m_composer.ComposeAt(number, m_pacer.StreamSeconds()), m_body.data(), length);
-    const Bytes body(m_body.data(), static_cast<std::size_t>(length));
-    if (!CutMessage(PackageType_Frame, 0, body, [&](Bytes part) { return m_stream.SendTo(m_group, part); })) {
+    if (!m_stream.Send(m_pacer.StreamSeconds())) {
         const std::string reason = std::generic_category().message(errno);
         if (m_desk.Frames() == 0)
             throw std::runtime_error(fmt::format(
                 "frames cannot be sent to {}: {}. Name the address of a network interface with --interface, or "
                 "give the group a route (ip route add 239.0.0.0/8 dev IFACE)",
-                ToText(m_group), reason));
-        if (m_cutShort++ == 0) Say(fmt::format("frame {} did not leave whole: {}", number, reason));
+                ToText(m_stream.Group()), reason));
+        if (m_cutShort++ == 0) Say(fmt::format("a frame did not leave whole: {}", reason));
     }
     m_desk.CountFrame();
 }
@@ -125,6 +110,6 @@ std::string CaptureServer::Summary() const {
     const double rate = frames > 1 && seconds > 0 ? static_cast<double>(frames - 1) / seconds : 0;
     return fmt::format(
         "{} frames sent in {:.2f} s ({:.2f} a second), {} of them not whole; the latest was {:.1f} ms "
-        "late\nasked: {}",
-        frames, seconds, rate, m_cutShort, m_pacer.WorstLateness() * 1e3, m_desk.Summary());
+        "late\nasked: {}\nfaults: {}",
+        frames, seconds, rate, m_cutShort, m_pacer.WorstLateness() * 1e3, m_desk.Summary(), m_link.Summary());
 }

@@ -5,20 +5,20 @@
 #include <optional>
 #include <string>
 
+#include "simulate/FrameStream.h"
 #include "simulate/RequestDesk.h"
 
 struct ServerOptions {
     double rate = 120;
     std::optional<long long> frames; // and then it ends; without it, it runs until stopped
-    std::optional<std::string> interface;
-    int hops = 0; // how many routers the stream may pass; 0 keeps it on this machine
+    StreamOptions stream{};
     RequestDesk::Policy policy{};
+    Faults faults{}; // of all that the server sends
 };
 
 class CaptureServer {
 public:
-    // Takes the command port. The composer must outlive the server. Throws std::system_error, and UsageError for
-    // an interface that is none.
+    // Takes the command port. The composer must outlive the server. Throws what FrameStream throws.
     CaptureServer(const ServerOptions& options, FrameComposer& composer);
 
     // Returns after the last frame, or when SIGINT or SIGTERM arrives. Throws std::runtime_error when not a
@@ -40,9 +40,8 @@ private:
     RequestDesk m_desk;
     MessageJoiner m_joiner;
     UdpSocket m_commands;
-    UdpSocket m_stream;
-    sockaddr_in m_group;
-    std::vector<unsigned char> m_body;
+    FaultyLink m_link;
+    FrameStream m_stream;
     long long m_cutShort = 0; // frames of which the system did not take every datagram
     FramePacer::Clock::time_point m_started{};
     FramePacer::Clock::time_point m_lastFrame{};

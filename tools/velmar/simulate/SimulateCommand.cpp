@@ -105,9 +105,36 @@ void AddServer(CLI::App& app, Options& o) {
     app.add_flag("--refuse", o.server.policy.refuses, "Refuse every client's version");
     app.add_option("--server-version", o.version, "The version that the server states")
         ->check(CLI::Validator(CheckVersion, "A.B.C.D"));
-    app.add_option("--interface", o.server.interface, "Stream through the interface with this address");
-    app.add_option("--ttl", o.server.hops, "Routers that the stream may pass; 0 keeps it on this machine")
+    app.add_option("--interface", o.server.stream.interface, "Stream through the interface with this address");
+    app.add_option("--ttl", o.server.stream.hops, "Routers that the stream may pass; 0 keeps it on this machine")
         ->check(WholeNumber(0, 255));
+}
+
+void AddFaults(CLI::App& app, Options& o) {
+    Faults& faults = o.server.faults;
+    const struct {
+        const char* name;
+        double& fraction;
+        const char* what;
+    } fractions[] = {{"--loss", faults.loss, "are lost"},
+                     {"--duplicate", faults.duplicate, "come twice"},
+                     {"--reorder", faults.reorder, "change places with the next"},
+                     {"--corrupt", faults.corrupt, "have a byte changed"},
+                     {"--truncate", faults.truncate, "are cut"},
+                     {"--foreign", faults.foreign, "follow one of another protocol"}};
+    for (const auto& [name, fraction, what] : fractions)
+        app.add_option(name, fraction, fmt::format("Fraction of the datagrams that {}", what))
+            ->check(Number(0, 1))
+            ->group("Faults of the network");
+    const auto fault = [&app](const char* name, auto& value, const char* what) {
+        return app.add_option(name, value, what)->group("Faults of the network");
+    };
+    fault("--burst", faults.burst, "Datagrams that are lost together")->check(WholeNumber(1, 100000));
+    fault("--seed", faults.seed, "What the faults follow from")->check(WholeNumber(0, 1'000'000'000));
+    fault("--restart-every", o.server.stream.restartEvery, "Frames, after which their numbers begin anew")
+        ->check(WholeNumber(1, 1'000'000'000));
+    fault("--frame-log", o.server.stream.frameLog,
+          "Write a line for each frame: microseconds, number, checksum, whole or broken");
 }
 
 } // namespace
@@ -117,6 +144,7 @@ void AddSimulate(CLI::App& app, int& exitCode) {
     const auto options = std::make_shared<Options>();
     AddContent(*command, *options);
     AddServer(*command, *options);
+    AddFaults(*command, *options);
     command->footer(kFooter);
     command->callback([options, &exitCode] { exitCode = Run(*options); });
 }

@@ -1,0 +1,118 @@
+// The frame stream from the group to the callbacks and the queue.
+#include <cmath>
+
+#include "Client.h"
+
+static Arrivals<std::string> events;
+
+static std::string Words(void* who, int number, const float* values, int count) {
+    std::string words = who == nullptr ? "nobody" : static_cast<const char*>(who);
+    words += " " + std::to_string(number);
+    for (int i = 0; i < count; ++i) words += " " + std::to_string(std::lround(values[i]));
+    return words;
+}
+
+static void SeeFrame(sFrameOfMocapData* frame, void* who) {
+    events.Add(Words(who, frame->frameNumber, frame->analogValues, frame->analogCount));
+}
+
+static void SeePlates(sForcePlates* plates, void* who) {
+    const auto& [force, center, moment] = plates->plates[0];
+    const float values[]{force[0], force[1], force[2], center[0], center[1], center[2], moment};
+    events.Add(Words(who, plates->frameNumber, values, 7));
+}
+
+struct StreamTest : ClientTest {
+    StreamTest() { Unread(client); }
+
+    // Takes all frames out of the queue: their numbers in their order.
+    static std::vector<int> Unread(void* client) {
+        std::vector<int> numbers;
+        while (sFrameOfMocapData* const frame = GetLastFrameOfMocapData(client)) {
+            numbers.insert(numbers.end(), frame->frameNumber);
+            TarvoFreeFrame(client, frame);
+        }
+        return numbers;
+    }
+
+    char one[4] = "one";
+    char two[4] = "two";
+};
+
+TEST_F(StreamTest, AStartSendsTheVersionJoinsTheStreamAndGreets) {
+    SetDataCallback(client, SeeFrame, one);
+    auto starting = InBackground([&] { return Initialize(client, host); });
+    const Request version = server.ExpectRequest(0);
+    Body record;
+    record.U8(0x51, 0xF9, 0, 0, 9, 1, 0, 0, 0, 0, 9, 1).U32(version.sequence).Fill(260).U8(2, 5, 28, 75, 0);
+    EXPECT_EQ(version.wire, record.bytes);
+    EXPECT_TRUE(version.sequence != 0 && version.sequence % 2 == 0);
+    server.Reply(version, 1, kAccepted);
+    const Bytes greeting{0x51, 0xF9, 0, 0, 6, 0, 0, 0, 106, 0, 6, 0, 0, 0, 0, 0, 's', 'a', 'y', 'h', 'i', 0};
+    EXPECT_EQ(server.ExpectRequest(106).wire, greeting);
+    server.Multicast(FrameBody(3));
+    EXPECT_EQ(events.Take(1), Texts{"one 3"});
+    EXPECT_EQ(starting.get(), 0);
+    EXPECT_TRUE(Initialize(client, host) == 1 && server.IsQuiet()) << "runs already";
+}
+
+TEST_F(StreamTest, FramesReachTheCallbackBeforeTheQueueInTheSameOrder) {
+    ASSERT_EQ(Start(client), 0);
+    const auto see = [](sFrameOfMocapData* frame, void* handle) {
+        events.Add(std::to_string(frame->frameNumber) + " after");
+        for (const int number : Unread(handle)) events.Add(std::to_string(number));
+    };
+    SetDataCallback(client, see, client);
+    for (const int number : {1, 2, 3}) server.Multicast(FrameBody(number));
+    EXPECT_EQ(events.Take(5), (Texts{"1 after", "2 after", "1", "3 after", "2"}));
+    EXPECT_EQ(Uninitialize(client), 0);
+    EXPECT_EQ(Unread(client), std::vector<int>{3});
+}
+
+TEST_F(StreamTest, TheQueueKeepsTheNewest32Frames) {
+    ASSERT_EQ(Start(client), 0);
+    SetDataCallback(client, SeeFrame, one);
+    for (int number = 1; number <= 40; ++number) server.Multicast(FrameBody(number, {}, 100));
+    EXPECT_EQ(events.Take(40).size(), 40U);
+    EXPECT_EQ(Uninitialize(client), 0);
+    const std::vector<int> unread = Unread(client);
+    ASSERT_EQ(unread.size(), 32U);
+    EXPECT_TRUE(unread.front() == 9 && unread.back() == 40 && std::ranges::is_sorted(unread));
+}
+
+TEST_F(StreamTest, ClientsShareQueueAndCallbacksButNotUserData) {
+    void* other = nullptr;
+    CreateClient(&other);
+    SetDataCallback(client, nullptr, one);
+    SetDataCallback(other, SeeFrame, two);
+    ASSERT_TRUE(Start(client) == 0 && Start(other) == 0);
+    server.Multicast(FrameBody(5));
+    Texts seen = events.Take(2);
+    std::ranges::sort(seen);
+    EXPECT_EQ(seen, (Texts{"one 5", "two 5"}));
+    EXPECT_EQ(DestroyClient(other), 0);
+    server.Multicast(FrameBody(6));
+    EXPECT_EQ(events.Take(1), Texts{"one 6"});
+    EXPECT_EQ(Uninitialize(client), 0);
+    EXPECT_EQ(Unread(client), (std::vector<int>{5, 5, 6}));
+    ASSERT_EQ(Start(client), 0);
+    server.Multicast(FrameBody(7));
+    EXPECT_EQ(events.Take(1), Texts{"nobody 7"}) << "forgotten by the stop";
+    SetDataCallback(client, SeeFrame, one);
+    server.Multicast(FrameBody(8));
+    EXPECT_EQ(events.Take(1), Texts{"one 8"});
+}
+
+TEST_F(StreamTest, ForcePlatesComeBeforeTheirFrameAndTakeTheirChannels) {
+    ASSERT_EQ(Start(client), 0);
+    SetDataCallback(client, SeeFrame, one);
+    SetForcePlateCallback(client, SeePlates, two);
+    server.Multicast(FrameBody(1, {1, 2, 3, 4, 5, 6, 7, 8}));
+    EXPECT_EQ(events.Take(1), Texts{"one 1 1 2 3 4 5 6 7 8"}) << "not asked for yet";
+    const auto init = [&] { return WaitForForcePlateInit(client, 5000); };
+    EXPECT_EQ(Answer(init, 101, 101, Body().U32(1, 3).Put(Plate()).bytes), 0);
+    server.Multicast(FrameBody(2, {1, 2, 3, 4, 5, 6, 7, 8}));
+    server.Multicast(FrameBody(3, {2, 4, 7, 4, 5, 6, 9}));
+    EXPECT_EQ(events.Take(4), (Texts{"two 2 0 0 0 10 20 30 0", "one 2 7 8", "two 3 1 2 4 10 20 30 0", "one 3 9"}));
+    EXPECT_EQ(Answer(init, 101, 101, Body().U32(201).Fill(9000).bytes), 1) << "too many to be used";
+}
