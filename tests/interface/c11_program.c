@@ -34,7 +34,8 @@ int main(void) {
     char text[16];
     sDataDescriptions* descriptions = NULL;
     Check(CreateClient(&client) == 0 && client != NULL, "a client is created");
-    Check(TarvoVersion(client, version) == 0 && memcmp(version, "\2\5\34\113", 4) == 0, "the version is 2.5.28.75");
+    Check(TarvoVersion(client, version) == 0 && memcmp(version, "\2\5\34\113", 4) == 0,
+          "the version is 2.5.28.75");
     Check(SetDataCallback(client, OnFrame, NULL) == 0, "a callback is taken");
     Check(GetDataDescriptions(client, &descriptions) == 10, "no query before a server has accepted the version");
     Check(TimecodeStringify(client, 0x01020304U, 5U, text, sizeof text) == 1 && strcmp(text, "01:02:03:04.5") == 0,
