@@ -19,7 +19,7 @@ public:
     }
     std::string Stop() {
         m_run.Interrupt();
-        const std::string text = m_run.Rest();
+        std::string text = m_run.Rest();
         EXPECT_EQ(m_run.Wait(), 0) << text;
         return text;
     }
@@ -30,13 +30,13 @@ private:
 
 std::string Output(const std::string& commandLine, int exitCode) {
     ToolRun run(commandLine);
-    const std::string text = run.Rest();
+    std::string text = run.Rest();
     EXPECT_EQ(run.Wait(), exitCode) << commandLine << '\n' << text;
     return text;
 }
 
 std::string TemporaryFile(const std::string& name, const std::string& content) {
-    const std::string path = testing::TempDir() + name;
+    std::string path = testing::TempDir() + name;
     std::ofstream(path) << content;
     return path;
 }

@@ -62,7 +62,7 @@ TEST_F(LifeTest, TheFirstValidSenderBecomesThePeerUntilTheStop) {
 }
 
 TEST_F(LifeTest, AFailedStartReportsAndLeavesTheEndpointStopped) {
-    const std::string handle = std::to_string(dup(0)); // of the next socket
+    const std::string handle = std::to_string(dup(1)); // of the next socket
     close(std::stoi(handle));
     const Texts taken{"Failed:" + handle + " syserr:98 Address already in use", "Close h:" + handle + ".",
                       "Failed."};

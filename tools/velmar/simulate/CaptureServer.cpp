@@ -25,7 +25,6 @@ void Say(const std::string& line) {
 
 CaptureServer::CaptureServer(const ServerOptions& options, FrameComposer& composer)
     : m_options(options),
-      m_composer(composer),
       m_pacer(options.rate),
       m_desk(options.policy, DescribeStream(composer), m_pacer),
       m_link(options.faults),

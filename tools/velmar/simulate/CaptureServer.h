@@ -35,7 +35,6 @@ private:
     void SendFrame();
 
     ServerOptions m_options;
-    FrameComposer& m_composer;
     FramePacer m_pacer;
     RequestDesk m_desk;
     MessageJoiner m_joiner;
