@@ -51,7 +51,6 @@ int CCommandServer::Start(const char* /*address*/, int port) {
     m_port = static_cast<unsigned int>(port);
     m_learnsPeer = true;
     m_multicast = false;
-    m_address.clear();
     int handle = -1;
     const bool opened = Facade().Server(handle, m_port, System::kProtocolUdp) == 0;
     return StartWith(opened, handle);

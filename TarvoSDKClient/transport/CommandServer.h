@@ -49,7 +49,8 @@ public:
     // ---- Life. 0 success, 1 failure.
     // Towards a server, or joined to a group: the address decides. Fails when already running.
     int Start(const char* localAddress, const char* address, int port, bool loopback);
-    // Bound to a local port; the sender of the first valid datagram becomes the peer.
+    // Bound to a local port; on an endpoint that has never had a peer, the sender of the first valid datagram
+    // becomes it.
     int Start(const char* address, int port);
     // Ends the receive thread, makes waiting requests fail with 1 and waits until they have returned. Forgets
     // the user data. 0.

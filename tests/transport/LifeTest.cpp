@@ -40,7 +40,7 @@ TEST_F(LifeTest, AnAddressFrom224To239IsAGroup) {
         EXPECT_FALSE(CCommandServer::IsMulticast(other)) << other;
 }
 
-TEST_F(LifeTest, TheFirstValidSenderBecomesThePeerUntilTheStop) {
+TEST_F(LifeTest, TheFirstValidSenderBecomesThePeer) {
     const int port = ScriptedServer(0).Port();
     ASSERT_EQ(endpoint.Start("not looked at", port), 0);
     EXPECT_EQ(Start(), 1) << "already running";

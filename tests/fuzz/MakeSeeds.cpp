@@ -1,0 +1,75 @@
+// Writes what the fuzzers start from: one folder for each target, below the folder that is named.
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+
+#include "AppDataModel.h"
+#include "motion/WalkingFigure.h"
+#include "simulate/DescriptionBody.h"
+#include "wire/Messages.h"
+
+namespace {
+
+using Blob = std::vector<unsigned char>;
+
+void Write(const std::filesystem::path& folder, const std::string& name, const Blob& bytes) {
+    std::filesystem::create_directories(folder);
+    std::ofstream(folder / name, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+// Datagrams as the dispatch target reads them.
+void Append(Blob& sequence, Bytes datagram) {
+    const auto size = static_cast<std::uint16_t>(datagram.size());
+    sequence.insert(sequence.end(), {static_cast<unsigned char>(size), static_cast<unsigned char>(size >> 8), 0});
+    sequence.insert(sequence.end(), datagram.begin(), datagram.end());
+}
+
+void MakeSeeds(const std::filesystem::path& top) {
+    const WalkingFigure figure;
+    const ForcePlateRig rig({PlateLayout::kEight, PlateLayout::kSix});
+    Blob dispatch;
+    for (const Load& load : {Load{}, Load{0, 0, 0, 0, 0, 0}, Load{2, 3, 1, 4, 5, 1}}) {
+        FrameComposer composer(figure, rig, load);
+        const std::string name = std::to_string(composer.BodySize());
+        Blob frame(composer.BodySize());
+        int length = 0;
+        CAppDataModel().EncodeMocap(&composer.ComposeAt(1, 2.9), frame.data(), length);
+        Blob descriptions = DescribeStream(composer).bytes;
+        Write(top / "frame", name, frame);
+        Write(top / "description", name, descriptions);
+        for (const auto& [type, body] : {std::pair{103, &frame}, std::pair{101, &descriptions}})
+            CutMessage(type, 2, *body, [&](Bytes datagram) {
+                Append(dispatch, datagram);
+                return true;
+            });
+    }
+    for (int type = 0; type < 110; ++type)
+        CutMessage(type, 2, Blob(30, 'x'), [&](Bytes datagram) {
+            Append(dispatch, datagram);
+            return true;
+        });
+    Write(top / "dispatch", "all", dispatch);
+    Write(top / "media", "short", Blob(40, 1));
+    Blob plates{2, 14};
+    std::vector<float> channels;
+    rig.AppendChannels(figure.ContactsAt(2.9), channels);
+    channels.resize(TARVO_MAX_ANALOG_VALUES);
+    const auto append = [&](const void* from, std::size_t size) {
+        const auto* const bytes = static_cast<const unsigned char*>(from);
+        plates.insert(plates.end(), bytes, bytes + size);
+    };
+    append(channels.data(), channels.size() * sizeof(float));
+    for (const sForcePlateInfo& plate : rig.Plates()) append(&plate, offsetof(sForcePlateInfo, opaque3));
+    Write(top / "force_plate", "both", plates);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 2) return 2;
+    MakeSeeds(argv[1]);
+    return 0;
+}
