@@ -2,6 +2,8 @@
 #ifndef TESTS_CLIENT_FORCE_PLATE_STATICS_H
 #define TESTS_CLIENT_FORCE_PLATE_STATICS_H
 
+#include <gtest/gtest.h>
+
 #include <array>
 #include <cmath>
 #include <random>
@@ -118,6 +120,16 @@ struct LoadedPlate {
     }
     double FreeMoment() const { return InVolume({0, 0, load.freeMoment})[2]; }
 };
+
+inline void ExpectNear(const float (&actual)[3], const Vec& expected, double tolerance, const char* what) {
+    for (std::size_t i = 0; i < 3; ++i) EXPECT_NEAR(actual[i], expected[i], tolerance) << what << '[' << i << ']';
+}
+
+inline void ExpectLoad(const sForcePlateSample& sample, const LoadedPlate& plate) {
+    ExpectNear(sample.force, plate.InVolume(plate.load.force), 1e-2, "force");
+    ExpectNear(sample.centerOfPressure, plate.CenterOfPressure(), 2e-5, "centre of pressure");
+    EXPECT_NEAR(sample.freeMoment, plate.FreeMoment(), 1e-2);
+}
 
 } // namespace Statics
 

@@ -6,8 +6,8 @@
 #include "ForcePlateStatics.h"
 #include "client/ForcePlateMananger.h"
 
+using Statics::ExpectLoad;
 using Statics::LoadedPlate;
-using Statics::Vec;
 
 namespace {
 
@@ -51,16 +51,6 @@ void CaptureBaseline() {
         return Init(plates) == 0 && Compute(NewFrame(kUnloaded), out) == 0;
     }();
     ASSERT_TRUE(captured);
-}
-
-void ExpectNear(const float (&actual)[3], const Vec& expected, double tolerance, const char* what) {
-    for (std::size_t i = 0; i < 3; ++i) EXPECT_NEAR(actual[i], expected[i], tolerance) << what << '[' << i << ']';
-}
-
-void ExpectLoad(const sForcePlateSample& sample, const LoadedPlate& plate) {
-    ExpectNear(sample.force, plate.InVolume(plate.load.force), 1e-2, "force");
-    ExpectNear(sample.centerOfPressure, plate.CenterOfPressure(), 2e-5, "centre of pressure");
-    EXPECT_NEAR(sample.freeMoment, plate.FreeMoment(), 1e-2);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "Client.h"
+#include "client/ForcePlateStatics.h"
 
 static Arrivals<std::string> events;
 
@@ -115,4 +116,41 @@ TEST_F(StreamTest, ForcePlatesComeBeforeTheirFrameAndTakeTheirChannels) {
     server.Multicast(FrameBody(3, {2, 4, 7, 4, 5, 6, 9}));
     EXPECT_EQ(events.Take(4), (Texts{"two 2 0 0 0 10 20 30 0", "one 2 7 8", "two 3 1 2 4 10 20 30 0", "one 3 9"}));
     EXPECT_EQ(Answer(init, 101, 101, Body().U32(201).Fill(9000).bytes), 1) << "too many to be used";
+}
+
+// Loads that are known from the mechanics, over the wire and back. The unloaded readings are those of the test
+// above: they are taken only once in a process.
+TEST_F(StreamTest, LoadsThatMadeTheChannelsArriveAsForcePlateData) {
+    static Arrivals<sForcePlates> measured;
+    ASSERT_EQ(Start(client), 0);
+    SetDataCallback(client, SeeFrame, one);
+    SetForcePlateCallback(
+        client, [](sForcePlates* plates, void*) { measured.Add(*plates); }, nullptr);
+    const std::vector<float> unloaded{1, 2, 3, 4, 5, 6};
+    std::mt19937 random(7);
+    for (int round = 0; round < 40; ++round) {
+        SCOPED_TRACE(round);
+        const Statics::LoadedPlate plates[] = {{4, random}, {round % 2 == 0 ? 3 : 4, random}};
+        Body described;
+        described.U32(2);
+        std::vector<float> idle;
+        std::vector<float> loaded;
+        for (const Statics::LoadedPlate& plate : plates) {
+            const auto* const image = reinterpret_cast<const unsigned char*>(&plate.info);
+            described.U32(3).Put(Bytes(image, image + sizeof plate.info));
+            for (std::size_t k = 0; k < plate.components.size(); ++k) idle.push_back(k < 6 ? unloaded[k] : 0);
+            for (const float value : plate.Channels(unloaded)) loaded.push_back(value);
+        }
+        idle.insert(idle.end(), {70, 80});
+        loaded.insert(loaded.end(), {70, 80});
+        const auto init = [&] { return WaitForForcePlateInit(client, 5000); };
+        ASSERT_EQ(Answer(init, 101, 101, described.bytes), 0);
+        server.Multicast(FrameBody(2 * round, idle));
+        server.Multicast(FrameBody(2 * round + 1, loaded));
+        const std::string number = std::to_string(2 * round + 1);
+        EXPECT_EQ(events.Take(2)[1], "one " + number + " 70 80");
+        const sForcePlates arrived = measured.Take(2)[1];
+        ASSERT_EQ(arrived.plateCount, 2);
+        for (int i = 0; i < 2; ++i) Statics::ExpectLoad(arrived.plates[i], plates[i]);
+    }
 }

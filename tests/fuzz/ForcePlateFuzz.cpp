@@ -8,10 +8,11 @@
 // The input is a plate count, an analog count, the channels, and then the leading bytes of each plate's record.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     constexpr std::size_t kPlateBytes = offsetof(sForcePlateInfo, opaque3); // nothing is read behind them
+    constexpr int kAnalogBias = 64; // counts below 0 and above the bound among them
     static sFrameOfMocapData frame;
     if (size < 2 + sizeof frame.analogValues) return 0;
     std::vector<sForcePlateInfo> plates(data[0] % 10);
-    frame.analogCount = static_cast<signed char>(data[1]);
+    frame.analogCount = data[1] - kAnalogBias;
     std::memcpy(frame.analogValues, data + 2, sizeof frame.analogValues);
     data += 2 + sizeof frame.analogValues;
     size -= 2 + sizeof frame.analogValues;

@@ -53,7 +53,7 @@ void MakeSeeds(const std::filesystem::path& top) {
         });
     Write(top / "dispatch", "all", dispatch);
     Write(top / "media", "short", Blob(40, 1));
-    Blob plates{2, 14};
+    Blob plates{2, 64 + 14};
     std::vector<float> channels;
     rig.AppendChannels(figure.ContactsAt(2.9), channels);
     channels.resize(TARVO_MAX_ANALOG_VALUES);
