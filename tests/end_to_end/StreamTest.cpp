@@ -132,11 +132,12 @@ TEST_F(StreamTest, LoadsThatMadeTheChannelsArriveAsForcePlateData) {
         SCOPED_TRACE(round);
         const Statics::LoadedPlate plates[] = {{4, random}, {round % 2 == 0 ? 3 : 4, random}};
         Body described;
-        described.U32(2);
+        described.U32(4);
         std::vector<float> idle;
         std::vector<float> loaded;
         for (const Statics::LoadedPlate& plate : plates) {
             const auto* const image = reinterpret_cast<const unsigned char*>(&plate.info);
+            described.U32(3).Fill(8584); // of no known layout: takes no channels
             described.U32(3).Put(Bytes(image, image + sizeof plate.info));
             for (std::size_t k = 0; k < plate.components.size(); ++k) idle.push_back(k < 6 ? unloaded[k] : 0);
             for (const float value : plate.Channels(unloaded)) loaded.push_back(value);

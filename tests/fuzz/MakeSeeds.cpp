@@ -20,11 +20,15 @@ void Write(const std::filesystem::path& folder, const std::string& name, const B
         .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
-// Datagrams as the dispatch target reads them.
-void Append(Blob& sequence, Bytes datagram) {
-    const auto size = static_cast<std::uint16_t>(datagram.size());
-    sequence.insert(sequence.end(), {static_cast<unsigned char>(size), static_cast<unsigned char>(size >> 8), 0});
-    sequence.insert(sequence.end(), datagram.begin(), datagram.end());
+// A message's datagrams as the dispatch target reads them.
+void Append(Blob& sequence, int type, const Blob& message) {
+    CutMessage(type, 2, message, [&](Bytes datagram) {
+        const auto size = static_cast<std::uint16_t>(datagram.size());
+        sequence.insert(sequence.end(),
+                        {static_cast<unsigned char>(size), static_cast<unsigned char>(size >> 8), 0});
+        sequence.insert(sequence.end(), datagram.begin(), datagram.end());
+        return true;
+    });
 }
 
 void MakeSeeds(const std::filesystem::path& top) {
@@ -37,20 +41,13 @@ void MakeSeeds(const std::filesystem::path& top) {
         Blob frame(composer.BodySize());
         int length = 0;
         CAppDataModel().EncodeMocap(&composer.ComposeAt(1, 2.9), frame.data(), length);
-        Blob descriptions = DescribeStream(composer).bytes;
+        const Blob descriptions = DescribeStream(composer).bytes;
         Write(top / "frame", name, frame);
         Write(top / "description", name, descriptions);
-        for (const auto& [type, body] : {std::pair{103, &frame}, std::pair{101, &descriptions}})
-            CutMessage(type, 2, *body, [&](Bytes datagram) {
-                Append(dispatch, datagram);
-                return true;
-            });
+        Append(dispatch, PackageType_Frame, frame);
+        Append(dispatch, PackageType_DataDescriptions, descriptions);
     }
-    for (int type = 0; type < 110; ++type)
-        CutMessage(type, 2, Blob(30, 'x'), [&](Bytes datagram) {
-            Append(dispatch, datagram);
-            return true;
-        });
+    for (int type = 0; type < 110; ++type) Append(dispatch, type, Blob(30, 'x'));
     Write(top / "dispatch", "all", dispatch);
     Write(top / "media", "short", Blob(40, 1));
     Blob plates{2, 64 + 14};
