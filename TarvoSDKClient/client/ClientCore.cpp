@@ -1,7 +1,9 @@
 // Start-up, shut-down and settings of a session.
 #include "client/ClientCore.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <new>
 
 #include "client/GlobalObject.h"

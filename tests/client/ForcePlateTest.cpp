@@ -25,9 +25,8 @@ int Init(std::vector<sForcePlateInfo>& plates) {
     return ForcePlateMananger::Instance().InitPlateManager(&list);
 }
 
-sFrameOfMocapData* NewFrame(const std::vector<float>& analog, int number = 0) {
+sFrameOfMocapData* NewFrame(const std::vector<float>& analog) {
     static sFrameOfMocapData frame;
-    frame.frameNumber = number;
     frame.analogCount = static_cast<int>(analog.size());
     std::copy(analog.begin(), analog.end(), frame.analogValues);
     return &frame;

@@ -17,6 +17,7 @@ constexpr double kAnkleHeight = 0.09;
 constexpr double kHeelToAnkle = 0.06; // the centre of pressure wanders from behind the ankle
 constexpr double kAnkleToToe = 0.17;  // to the ball of the foot
 constexpr double kFootLift = 0.11;
+constexpr double kToeOffPitch = 0.7; // of the foot when its toes leave the ground, radians
 
 aiVector3D Along(double heading, double distance) {
     return {static_cast<float>(std::cos(heading) * distance), static_cast<float>(std::sin(heading) * distance), 0};
@@ -72,7 +73,7 @@ Foot FootAt(Side side, double seconds) {
     const Placement from = StepPlacement(step);
     const double stood = seconds - HeelStrike(step);
     const double heelOff = std::clamp((stood / kStanceSeconds - 0.6) / 0.4, 0.0, 1.0);
-    Foot foot{from.position, from.heading, 0.7 * Smooth(heelOff)};
+    Foot foot{from.position, from.heading, kToeOffPitch * Smooth(heelOff)};
     foot.ankle.z = static_cast<float>(kAnkleHeight);
     if (stood < kStanceSeconds) {
         // The heel rises about the ball of the foot.
@@ -82,12 +83,12 @@ Foot FootAt(Side side, double seconds) {
     }
     const double u = std::min((stood - kStanceSeconds) / (2 * kSecondsPerStep - kStanceSeconds), 1.0);
     const Placement to = StepPlacement(step + 2);
-    const double lifted = kAnkleToToe * std::sin(0.7);
-    const aiVector3D start = from.position + Along(from.heading, kAnkleToToe * (1 - std::cos(0.7)));
+    const double lifted = kAnkleToToe * std::sin(kToeOffPitch);
+    const aiVector3D start = from.position + Along(from.heading, kAnkleToToe * (1 - std::cos(kToeOffPitch)));
     foot.ankle = start + (to.position - start) * static_cast<float>(Smooth(u));
     foot.ankle.z = static_cast<float>(kAnkleHeight + lifted * (1 - Smooth(u)) + kFootLift * std::sin(pi * u) * u);
     foot.heading += (to.heading - from.heading) * Smooth(u);
-    foot.pitch = 0.7 * (1 - Smooth(u));
+    foot.pitch = kToeOffPitch * (1 - Smooth(u));
     return foot;
 }
 
