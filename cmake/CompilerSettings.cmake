@@ -8,6 +8,8 @@ add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion
                     $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wthread-safety>
                     # Reports and assertions show paths inside the project, not where it was built.
                     -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+# gcc 12 sees overlaps in the concatenation of strings that are none.
+add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
 if(VELMAR_WERROR)
   add_compile_options(-Werror)
 endif()
@@ -17,4 +19,9 @@ if(VELMAR_SANITIZE)
   add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   add_compile_options(-fsanitize=${VELMAR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${VELMAR_SANITIZE})
+endif()
+
+if(VELMAR_COVERAGE)
+  add_compile_options(-fprofile-instr-generate -fcoverage-mapping)
+  add_link_options(-fprofile-instr-generate)
 endif()

@@ -222,7 +222,13 @@ typedef struct sForcePlates {
  * tFrameCallback: one frame, on the receive thread. Frame and arrays are valid during the call.
  * tForcePlateCallback: the plates of a frame, before that frame's own callback; valid during the call.
  * tMessageCallback: one log line of kind 1 Info, 2 Warning, 3 Error or 4 Debug, zero-terminated, at
- *   most 1023 characters, on the thread that reports; valid during the call. */
+ *   most 1023 characters, on the thread that reports; valid during the call.
+ *
+ * A callback may set callbacks and levels, copy frames, read the queue, and do anything with another
+ * client, its destruction included. It must not shut down the client that calls it (Uninitialize,
+ * DestroyClient, the destructor): such a call is reported (an Error line), does not wait for the callback
+ * as it should, and leaves what the session holds unreleased. Nor should it wait for a query on that client: frames wait
+ * meanwhile, and on the thread that receives the replies the query can only time out. */
 typedef void (*tFrameCallback)(sFrameOfMocapData* frame, void* userData);
 typedef void (*tForcePlateCallback)(sForcePlates* plates, void* userData);
 typedef void (*tMessageCallback)(int level, char* text);

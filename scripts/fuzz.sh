@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Fuzzes every target for so many seconds (30 when none are given) under the address and undefined-behaviour
-# sanitizers, and prints executions, coverage points and findings. Usage: scripts/fuzz.sh [SECONDS]
+# sanitizers, and prints executions, coverage of the target's own files and findings.
+# Usage: scripts/fuzz.sh [SECONDS]
 # What a fuzzer finds is kept in tests/fuzz/corpus/TARGET, which later runs start from.
 set -eu
 cd "$(dirname "$0")/.."
@@ -15,23 +16,34 @@ cmake --preset fuzz -DVELMAR_WERROR=ON >/dev/null
 targets=(frame description media dispatch force_plate)
 cmake --build --preset fuzz --target make_seeds "${targets[@]/#/fuzz_}" -- --quiet
 
-work=build/fuzz/corpus
-build/fuzz/tests/make_seeds "$work/seeds"
-failed=0
-printf '%-12s %14s %10s %10s %s\n' target executions per-second coverage findings
-for target in "${targets[@]}"; do
-  mkdir -p "$work/$target" "tests/fuzz/corpus/$target"
-  log=$work/$target.log
-  result=none
+# Little is kept of what was released, or a heap of quarter gigabytes goes through the caches.
+export ASAN_OPTIONS=quarantine_size_mb=1:thread_local_quarantine_size_kb=64
+export seconds work=build/fuzz/corpus
+LLVM_PROFILE_FILE=/dev/null build/fuzz/tests/make_seeds "$work/seeds"
+
+fuzz() { # fuzz TARGET: one line of the table, and 1 when something was found
+  local target=$1 log=$work/$1.log found=tests/fuzz/corpus/$1 result=none
+  declare -A files=([frame]=model/AppDataModelFrame.cpp [description]=model/AppDataModelDescription.cpp
+    [media]=model/AppDataModelMedia.cpp [dispatch]=transport/CommandServerInbound.cpp
+    [force_plate]=client/ForcePlateModel.cpp)
+  mkdir -p "$work/$target" "$found"
   # The longest body is a message; the media image is longer than most.
-  "build/fuzz/tests/fuzz_$target" -max_total_time="$seconds" -max_len=32768 -rss_limit_mb=4096 -timeout=20 \
-    -print_final_stats=1 -artifact_prefix="tests/fuzz/corpus/$target/" \
-    "$work/$target" "$work/seeds/$target" "tests/fuzz/corpus/$target" >"$log" 2>&1 || result="see $log"
-  rmdir --ignore-fail-on-non-empty "tests/fuzz/corpus/$target" tests/fuzz/corpus 2>/dev/null || true
-  [ "$result" = none ] || failed=1
-  executions=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
-  rate=$(sed -n 's/^stat::average_exec_per_sec: *//p' "$log")
-  coverage=$(grep -oE 'cov: [0-9]+' "$log" | tail -n 1 | cut -d' ' -f2)
-  printf '%-12s %14s %10s %10s %s\n' "$target" "${executions:-?}" "${rate:-?}" "${coverage:-?}" "$result"
-done
-exit "$failed"
+  LLVM_PROFILE_FILE=$work/$target.profraw "build/fuzz/tests/fuzz_$target" -max_total_time="$seconds" \
+    -max_len=32768 -rss_limit_mb=4096 -timeout=20 -print_final_stats=1 -artifact_prefix="$found/" \
+    "$work/$target" "$work/seeds/$target" "$found" >"$log" 2>&1 || result="see $log"
+  rmdir --ignore-fail-on-non-empty "$found" tests/fuzz/corpus 2>/dev/null || true
+  stat() { sed -n "s/^stat::$1: *//p" "$log"; }
+  local lines=?
+  if llvm-profdata-14 merge "$work/$target.profraw" -o "$work/$target.profdata" 2>>"$log"; then
+    lines=$(llvm-cov-14 export -summary-only "build/fuzz/tests/fuzz_$target" \
+      -instr-profile="$work/$target.profdata" "TarvoSDKClient/${files[$target]}" |
+      sed -E 's/.*"totals".*"lines":\{"count":([0-9]+),"covered":([0-9]+).*/\2 of \1/')
+  fi
+  printf '%-12s %14s %11s   %-46s %s\n' "$target" "$(stat number_of_executed_units)" \
+    "$(stat average_exec_per_sec)" "$lines of ${files[$target]}" "$result"
+  [ "$result" = none ]
+}
+export -f fuzz
+
+printf '%-12s %14s %11s   %-46s %s\n' target executions per-second 'lines covered' findings
+printf '%s\n' "${targets[@]}" | xargs -P "$(nproc)" -I{} bash -c 'fuzz {}'

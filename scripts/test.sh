@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds everything and runs all tests. With --all also: the format, clang's warnings and lint, and the
-# whole suite under the address, undefined-behaviour, leak and thread sanitizers.
+# whole suite under the address, undefined-behaviour, leak and thread sanitizers, half a minute of every fuzzer,
+# the coverage that all this reaches, and two minutes of soaking.
 set -eu
 cd "$(dirname "$0")/.."
 
@@ -31,10 +32,16 @@ if [ -n "$all" ]; then
   build fuzz
   echo "== lint"
   git ls-files '*.cpp' | xargs -P "$jobs" -n 4 clang-tidy-14 -p build/fuzz --quiet 2>/dev/null
+  echo "== fuzzers"
+  scripts/fuzz.sh 30
+  echo "== coverage"
+  scripts/coverage.sh
   build asan
   run asan
   build tsan
   run tsan
+  echo "== soak"
+  scripts/soak.sh 2
 else
   scripts/prepare.sh test
 fi

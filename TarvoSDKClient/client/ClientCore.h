@@ -2,6 +2,7 @@
 #ifndef TARVO_CLIENT_CLIENT_CORE_H
 #define TARVO_CLIENT_CLIENT_CORE_H
 
+#include <atomic>
 #include <string>
 
 #include "TarvoSDKClient.h"
@@ -28,6 +29,7 @@ public:
     int Initialize(char* localAddress, char* serverAddress, int commandPort);
     int Initialize(char* localAddress, char* serverAddress, int commandPort, int dataPort); // local may be null
     int Uninitialize();                                                                     // 0
+    bool IsStopping() const { return m_command.IsStopping() || m_data.IsStopping(); } // in a callback of its own
 
     // ---- Settings
     void setSDKSupport(bool supported) { m_sdkSupported = supported; }
@@ -67,8 +69,8 @@ private:
     void ResetSettings();
     int RequestDescriptions(int type, sDataDescriptions** descriptions, int& status);
 
-    bool m_sdkSupported = false; // a server has accepted the library's version
-    bool m_initialised = false;  // both endpoints are running
+    std::atomic<bool> m_sdkSupported{false}; // a server has accepted the library's version; queries ask for it
+    bool m_initialised = false;              // both endpoints are running
     bool m_loopBack = false;
     int m_connectionType;
     int m_commandPort = kDefaultCommandPort;

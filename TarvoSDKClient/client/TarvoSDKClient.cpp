@@ -16,8 +16,11 @@ constexpr int kMulticast = 0;
 TarvoSDKClient::TarvoSDKClient() : m_core(new (std::nothrow) ClientCore(kMulticast)) {}
 
 TarvoSDKClient::~TarvoSDKClient() {
-    delete m_core;
-    m_core = nullptr;
+    if (m_core == nullptr) return;
+    m_core->Uninitialize();
+    // In a callback of this client, also when the process exits in one, the receive thread is still at work in
+    // the session, which is left to it.
+    if (!m_core->IsStopping()) delete m_core;
 }
 
 int TarvoSDKClient::Initialize(char* serverAddress) {

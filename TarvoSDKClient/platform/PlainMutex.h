@@ -2,6 +2,7 @@
 #ifndef TARVO_PLATFORM_PLAIN_MUTEX_H
 #define TARVO_PLATFORM_PLAIN_MUTEX_H
 
+#include <condition_variable>
 #include <mutex>
 
 #include "platform/ThreadSafety.h"
@@ -12,6 +13,13 @@ class TARVO_CAPABILITY("mutex") CPlainMutex {
 public:
     void Lock() TARVO_ACQUIRE() TARVO_NO_THREAD_SAFETY { m_mutex.lock(); }
     void Unlock() TARVO_RELEASE() TARVO_NO_THREAD_SAFETY { m_mutex.unlock(); }
+
+    // Unlocked while it waits; may also return without a notification.
+    void Wait(std::condition_variable& condition) TARVO_REQUIRES(this) TARVO_NO_THREAD_SAFETY {
+        std::unique_lock lock(m_mutex, std::adopt_lock);
+        condition.wait(lock);
+        static_cast<void>(lock.release());
+    }
 
 private:
     std::mutex m_mutex;

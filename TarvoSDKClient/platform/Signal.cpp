@@ -38,16 +38,16 @@ CSignal& CSignal::operator=(const CSignal& /*other*/) {
 int CSignal::create() {
     if (m_created) Report::Warning();
     m_created = false;
-    if (const int error = pthread_mutex_init(&m_mutex, nullptr)) {
+    if (const int error = pthread_mutex_init(&m_mutex.handle, nullptr)) {
         Report::SystemError(error);
         return 1;
     }
     if (const int error = pthread_cond_init(&m_condition, nullptr)) {
-        pthread_mutex_destroy(&m_mutex);
+        pthread_mutex_destroy(&m_mutex.handle);
         Report::SystemError(error);
         return 1;
     }
-    m_signalled = 0;
+    m_signalled = false;
     m_created = true;
     return 0;
 }
@@ -55,7 +55,7 @@ int CSignal::create() {
 int CSignal::destroy() {
     if (!m_created) return 0;
     m_created = false;
-    pthread_mutex_destroy(&m_mutex);
+    pthread_mutex_destroy(&m_mutex.handle);
     pthread_cond_destroy(&m_condition);
     return 0;
 }
@@ -65,10 +65,10 @@ int CSignal::signal() {
         Report::Failed();
         return 1;
     }
-    pthread_mutex_lock(&m_mutex);
-    m_signalled = 1;
+    m_mutex.Lock();
+    m_signalled = true;
     pthread_cond_signal(&m_condition);
-    pthread_mutex_unlock(&m_mutex);
+    m_mutex.Unlock();
     return 0;
 }
 
@@ -77,27 +77,20 @@ int CSignal::wait(unsigned int timeoutMs) {
         Report::Failed();
         return 1;
     }
-    if (timeoutMs == kWaitForever) return WaitUnlimited();
-    return WaitUntil(DeadlineIn(timeoutMs));
+    if (timeoutMs == kWaitForever) return Wait(nullptr);
+    const timespec deadline = DeadlineIn(timeoutMs);
+    return Wait(&deadline);
 }
 
-int CSignal::WaitUnlimited() {
+// Without a deadline it waits without limit.
+int CSignal::Wait(const timespec* deadline) {
     int error = 0;
-    pthread_mutex_lock(&m_mutex);
-    while (m_signalled == 0 && error == 0) error = pthread_cond_wait(&m_condition, &m_mutex);
-    if (error == 0) m_signalled = 0;
-    pthread_mutex_unlock(&m_mutex);
-    if (error == 0) return 0;
-    Report::SystemError(error);
-    return 1;
-}
-
-int CSignal::WaitUntil(const timespec& deadline) {
-    int error = 0;
-    pthread_mutex_lock(&m_mutex);
-    while (m_signalled == 0 && error == 0) error = pthread_cond_timedwait(&m_condition, &m_mutex, &deadline);
-    if (error == 0) m_signalled = 0;
-    pthread_mutex_unlock(&m_mutex);
+    m_mutex.Lock();
+    while (!m_signalled && error == 0)
+        error = deadline == nullptr ? pthread_cond_wait(&m_condition, &m_mutex.handle)
+                                    : pthread_cond_timedwait(&m_condition, &m_mutex.handle, deadline);
+    if (error == 0) m_signalled = false;
+    m_mutex.Unlock();
     if (error == 0) return 0;
     if (error == ETIMEDOUT) return 9;
     Report::SystemError(error);

@@ -4,6 +4,8 @@
 
 #include <pthread.h>
 
+#include "platform/ThreadSafety.h"
+
 namespace System {
 
 inline constexpr unsigned int kWaitForever = 0xFFFFFFFF;
@@ -20,20 +22,26 @@ public:
     CSignal(const CSignal& other);
     CSignal& operator=(const CSignal& other);
 
-    int create();  // 0, 1
-    int destroy(); // 0
-    int signal();  // 0, 1
+    int create() TARVO_NO_THREAD_SAFETY; // 0, 1
+    int destroy();                       // 0
+    int signal();                        // 0, 1
 
     // Waits at most so long, kWaitForever without limit. 0 signalled, 9 timed out, 1 failure.
     int wait(unsigned int timeoutMs);
 
 private:
-    int WaitUnlimited();
-    int WaitUntil(const timespec& deadline);
+    // The system's mutex, which the condition unlocks while it waits.
+    struct TARVO_CAPABILITY("mutex") Native {
+        void Lock() TARVO_ACQUIRE() TARVO_NO_THREAD_SAFETY { pthread_mutex_lock(&handle); }
+        void Unlock() TARVO_RELEASE() TARVO_NO_THREAD_SAFETY { pthread_mutex_unlock(&handle); }
+        pthread_mutex_t handle{};
+    };
 
-    pthread_mutex_t m_mutex{};
+    int Wait(const timespec* deadline);
+
+    Native m_mutex;
     pthread_cond_t m_condition{};
-    int m_signalled = 0; // guarded by m_mutex
+    bool m_signalled TARVO_GUARDED_BY(m_mutex) = false;
     bool m_created = false;
 };
 

@@ -10,6 +10,7 @@
 #include <new>
 
 #include "client/GlobalObject.h"
+#include "platform/OutputMessage.h"
 #include "platform/Reports.h"
 #include "platform/Utility.h"
 
@@ -32,10 +33,11 @@ const System::CSocketFacade& Facade() { return CommonKit::TSingletons<CGlobalObj
 CCommandServer::~CCommandServer() { Stop(); }
 
 int CCommandServer::Start(const char* /*localAddress*/, const char* address, int port, bool loopback) {
-    if (m_running.exchange(true)) return 1;
+    if (!Claim()) return 1;
     m_port = static_cast<unsigned int>(port);
     m_learnsPeer = false;
     m_multicast = IsMulticast(address);
+    m_ownPort = m_multicast ? m_port : kNoPort;
     int handle = -1;
     try {
         m_address = address == nullptr ? "" : address;
@@ -47,13 +49,20 @@ int CCommandServer::Start(const char* /*localAddress*/, const char* address, int
 }
 
 int CCommandServer::Start(const char* /*address*/, int port) {
-    if (m_running.exchange(true)) return 1;
+    if (!Claim()) return 1;
     m_port = static_cast<unsigned int>(port);
     m_learnsPeer = true;
     m_multicast = false;
+    m_ownPort = kNoPort;
     int handle = -1;
     const bool opened = Facade().Server(handle, m_port, System::kProtocolUdp) == 0;
     return StartWith(opened, handle);
+}
+
+// False when it runs already, or still has to end and cannot.
+bool CCommandServer::Claim() {
+    if (m_stopping && Stop() != 0) return false;
+    return !m_running.exchange(true);
 }
 
 int CCommandServer::OpenPeerSocket(int& handle, bool loopback) {
@@ -91,16 +100,33 @@ int CCommandServer::CreateResources() {
 }
 
 int CCommandServer::Stop() {
-    if (!m_running.exchange(false)) return 0;
+    if (m_running.exchange(false)) BeginStop();
+    if (!m_stopping) return 0;
+    if (m_thread.IsCurrent()) {
+        COutputMessage::Error(
+            "[Error] A client was shut down from its own callback, which is not allowed: it ends later\n");
+        return 1;
+    }
+    FinishStop();
+    return 0;
+}
+
+// From here on nobody waits and nobody enters, and the receive loop ends when its datagram is handled.
+void CCommandServer::BeginStop() {
+    m_stopping = true;
     m_gate.Close();
     if (m_requestsReady) {
         const CGuard guard(&m_mutex);
         m_pending.clear(); // a request that wakes and finds no entry ends
         m_events.signal();
     }
-    // The descriptor is closed only when no thread can be blocked on it, so that its number cannot be given
-    // to another socket under a receive.
+    m_thread.running = false;
     m_socket.Shutdown();
+}
+
+// The descriptor is closed only when no thread can be blocked on it, so that its number cannot be given to
+// another socket under a receive.
+void CCommandServer::FinishStop() {
     m_thread.Stop();
     if (m_multicast)
         m_socket.Close(m_address.c_str());
@@ -113,9 +139,9 @@ int CCommandServer::Stop() {
     if (m_requestsReady) m_events.destroy();
     m_requestsReady = false;
     m_mutex.destroy();
+    m_stopping = false;
     const CPlainGuard guard(m_userDataLock);
     m_userData.fill(nullptr);
-    return 0;
 }
 
 bool CCommandServer::IsMulticast(const char* address) {
@@ -176,5 +202,5 @@ bool CCommandServer::ReceiveOnce(unsigned int& dirtyBytes) {
 
 bool CCommandServer::IsOwnDatagram(unsigned int sender, unsigned int senderPort) const {
     const auto* const end = m_localAddresses.data() + m_localAddressCount;
-    return m_multicast && senderPort == m_port && std::find(m_localAddresses.data(), end, sender) != end;
+    return senderPort == m_ownPort && std::find(m_localAddresses.data(), end, sender) != end;
 }

@@ -33,7 +33,7 @@ struct sSequenceEntry {
 //
 // Threads: the application's threads start, stop, send and call; the receive thread runs RunTask, the
 // Dispose operations and through them the application's callbacks, with no lock held. Start and Stop are for
-// one thread at a time, and Stop never for the receive thread, since it waits for that thread's end.
+// one thread at a time.
 //
 // Lock order: m_mutex, then the event set's own lock, then a signal's. m_userDataLock is taken alone.
 class CCommandServer {
@@ -46,15 +46,18 @@ public:
     CCommandServer(const CCommandServer&) = delete;
     CCommandServer& operator=(const CCommandServer&) = delete;
 
-    // ---- Life. 0 success, 1 failure.
+    // ---- Life. 0 success, 1 failure. A start runs before anybody else is inside, and the end of a stop after
+    // everybody has left: they touch without its lock what the lock guards.
     // Towards a server, or joined to a group: the address decides. Fails when already running.
-    int Start(const char* localAddress, const char* address, int port, bool loopback);
+    int Start(const char* localAddress, const char* address, int port, bool loopback) TARVO_NO_THREAD_SAFETY;
     // Bound to a local port; on an endpoint that has never had a peer, the sender of the first valid datagram
     // becomes it.
-    int Start(const char* address, int port);
+    int Start(const char* address, int port) TARVO_NO_THREAD_SAFETY;
     // Ends the receive thread, makes waiting requests fail with 1 and waits until they have returned. Forgets
-    // the user data. 0.
-    int Stop() TARVO_NO_THREAD_SAFETY; // its end runs when nobody else is inside
+    // the user data. 0. On the receive thread itself, whose end it cannot wait for: reports, lets the thread end
+    // after what it is doing, and returns 1; the endpoint then stays until a later stop or start completes this.
+    int Stop();
+    bool IsStopping() const { return m_stopping; }
 
     // True when the text names a multicast group.
     static bool IsMulticast(const char* address);
@@ -106,11 +109,15 @@ public:
 
 private:
     static constexpr unsigned int kMaxLocalAddresses = 32;
+    static constexpr unsigned int kNoPort = 0; // nothing comes from it
 
     // Life
+    bool Claim();
     int StartWith(bool opened, int handle);
-    int CreateResources() TARVO_NO_THREAD_SAFETY; // runs before anybody else is inside
-    int OpenPeerSocket(int& handle, bool loopback);
+    int CreateResources() TARVO_NO_THREAD_SAFETY;
+    int OpenPeerSocket(int& handle, bool loopback) TARVO_NO_THREAD_SAFETY;
+    void BeginStop();
+    void FinishStop() TARVO_NO_THREAD_SAFETY;
     bool ReceiveOnce(unsigned int& dirtyBytes);
     bool IsOwnDatagram(unsigned int sender, unsigned int senderPort) const;
     void* UserData(DataType type);
@@ -138,16 +145,14 @@ private:
     bool m_multicast = false;
     bool m_learnsPeer = false;
     bool m_requestsReady = false;                                    // mutex and events are created
+    unsigned int m_ownPort = kNoPort;                                // of this host's datagrams to the group
     std::array<unsigned int, kMaxLocalAddresses> m_localAddresses{}; // of this host, network byte order
     int m_localAddressCount = 0;
 
-    // The peer: constant after start, except on an endpoint that learns it, where m_mutex guards it.
-    std::string m_address;
-    unsigned int m_port = 0;
-
     // Atomic or with a lock of its own.
     std::atomic<bool> m_running{false};
-    CRequestGate m_gate; // who is inside Send and Call
+    std::atomic<bool> m_stopping{false}; // a stop has begun and is not complete
+    CRequestGate m_gate;                 // who is inside Send and Call
     System::CSocketTransfer m_socket;
 
     // Receive thread only.
@@ -155,8 +160,10 @@ private:
     CBuffer m_receiveArea;
     CBuffer m_joinArea; // its position is the number of bytes joined so far; never cleared
 
-    // Guarded by m_mutex, which exists while the endpoint runs.
+    // Guarded by m_mutex, which exists while the endpoint runs. The peer changes on an endpoint that learns it.
     System::CMutex m_mutex;
+    std::string m_address TARVO_GUARDED_BY(m_mutex);
+    unsigned int m_port TARVO_GUARDED_BY(m_mutex) = 0;
     std::list<sSequenceEntry> m_pending TARVO_GUARDED_BY(m_mutex);
     CBuffer m_sendArea TARVO_GUARDED_BY(m_mutex);
     CSequenceEventSet m_events; // one event for each pending request

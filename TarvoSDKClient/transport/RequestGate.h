@@ -2,7 +2,9 @@
 #ifndef TARVO_TRANSPORT_REQUEST_GATE_H
 #define TARVO_TRANSPORT_REQUEST_GATE_H
 
-#include <atomic>
+#include <condition_variable>
+
+#include "platform/PlainMutex.h"
 
 // Closed after construction. Callable from any thread; opened and closed by the endpoint's owner.
 class CRequestGate {
@@ -22,29 +24,39 @@ public:
         CRequestGate* m_gate;
     };
 
-    void Open() { m_state = 0; }
+    void Open() {
+        const System::CPlainGuard guard(m_lock);
+        m_open = true;
+    }
 
     // Nobody enters from here on.
-    void Close() { m_state |= kClosed; }
+    void Close() {
+        const System::CPlainGuard guard(m_lock);
+        m_open = false;
+    }
 
-    // Waits until everybody has left. The gate must be closed.
+    // Waits until everybody has left. The gate must be closed; it may be destroyed afterwards.
     void AwaitEmpty() {
-        for (unsigned int state = m_state; state != kClosed; state = m_state) m_state.wait(state);
+        const System::CPlainGuard guard(m_lock);
+        while (m_inside > 0) m_lock.Wait(m_emptied);
     }
 
 private:
     bool Enter() {
-        unsigned int state = m_state;
-        while ((state & kClosed) == 0)
-            if (m_state.compare_exchange_weak(state, state + 1)) return true;
-        return false;
+        const System::CPlainGuard guard(m_lock);
+        m_inside += m_open ? 1 : 0;
+        return m_open;
     }
+    // Under the lock to its end: whoever waits for it destroys the gate next.
     void Leave() {
-        if (--m_state == kClosed) m_state.notify_all();
+        const System::CPlainGuard guard(m_lock);
+        if (--m_inside == 0) m_emptied.notify_all();
     }
 
-    static constexpr unsigned int kClosed = 0x80000000;
-    std::atomic<unsigned int> m_state{kClosed}; // the closed bit, and the number inside
+    System::CPlainMutex m_lock;
+    std::condition_variable m_emptied;
+    bool m_open TARVO_GUARDED_BY(m_lock) = false;
+    unsigned int m_inside TARVO_GUARDED_BY(m_lock) = 0;
 };
 
 #endif

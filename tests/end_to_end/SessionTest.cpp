@@ -91,24 +91,3 @@ TEST(SessionDeathTest, NullRecordsAreAgainstTheContract) {
     EXPECT_DEATH(GetDataDescriptionsEx(nullptr, nullptr, nullptr), record);
     EXPECT_DEATH(FreeDataDescriptionsEx(nullptr, nullptr), record);
 }
-
-// NOLINTBEGIN(concurrency-mt-unsafe): ends the process while other threads run, as applications do
-[[noreturn]] static void RunAndExit(TarvoSDKClient& client, bool inCallback) {
-    static ScriptedServer& server = *new ScriptedServer; // outlives everything
-    auto starting = InBackground([&] { return client.Initialize(host); });
-    server.Reply(server.ExpectRequest(0), 1, kAccepted);
-    if (starting.get() != 0) std::exit(1);
-    if (inCallback) client.SetDataCallback([](sFrameOfMocapData*, void*) { std::exit(7); }, nullptr);
-    for (int i = 0; i < (inCallback ? 1 : 100); ++i) server.Multicast(FrameBody(i));
-    if (inCallback) pause();
-    std::exit(7);
-}
-// NOLINTEND(concurrency-mt-unsafe)
-
-TEST(SessionDeathTest, AProcessThatEndsWhileAClientRunsKeepsItsExitCode) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(RunAndExit(*new TarvoSDKClient, false), testing::ExitedWithCode(7), "");
-    EXPECT_EXIT(RunAndExit(*new TarvoSDKClient, true), testing::ExitedWithCode(7), "");
-    static TarvoSDKClient object;
-    EXPECT_EXIT(RunAndExit(object, false), testing::ExitedWithCode(7), "");
-}

@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# Runs several clients at a simulated server whose network gets worse, for so many minutes (2 when none are
+# given), and prints what each was given, what it missed and what is left in the process afterwards.
+# Usage: scripts/soak.sh [MINUTES]. SOAK_PRESET=asan or tsan takes another preset than release, SOAK_SEED=N
+# other faults.
+set -eu
+cd "$(dirname "$0")/.."
+
+minutes=${1:-2}
+preset=${SOAK_PRESET:-release}
+if ! [[ $minutes =~ ^[1-9][0-9]*$ ]]; then
+  echo "usage: scripts/soak.sh [MINUTES]: takes a whole number from 1, not '$minutes'" >&2
+  exit 2
+fi
+scripts/prepare.sh all
+cmake --preset "$preset" -DVELMAR_WERROR=ON >/dev/null
+cmake --build --preset "$preset" --target soak velmar -- --quiet
+exec scripts/private-network.sh "build/$preset/tests/soak" "build/$preset/tools/velmar/velmar" "$minutes" \
+  "${SOAK_SEED:-1}"
