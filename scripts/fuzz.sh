@@ -24,8 +24,10 @@ LLVM_PROFILE_FILE=/dev/null build/fuzz/tests/make_seeds "$work/seeds"
 fuzz() { # fuzz TARGET: one line of the table, and 1 when something was found
   local target=$1 log=$work/$1.log found=tests/fuzz/corpus/$1 result=none
   declare -A files=([frame]=model/AppDataModelFrame.cpp [description]=model/AppDataModelDescription.cpp
-    [media]=model/AppDataModelMedia.cpp [dispatch]=transport/CommandServerInbound.cpp
+    [media]=model/AppDataModelMedia.cpp [dispatch]="transport/CommandServerInbound.cpp transport/CommandServerReplies.cpp"
     [force_plate]=client/ForcePlateModel.cpp)
+  local sources
+  read -ra sources <<<"${files[$target]}"
   mkdir -p "$work/$target" "$found"
   # The longest body is a message; the media image is longer than most.
   LLVM_PROFILE_FILE=$work/$target.profraw "build/fuzz/tests/fuzz_$target" -max_total_time="$seconds" \
@@ -36,14 +38,14 @@ fuzz() { # fuzz TARGET: one line of the table, and 1 when something was found
   local lines=?
   if llvm-profdata-14 merge "$work/$target.profraw" -o "$work/$target.profdata" 2>>"$log"; then
     lines=$(llvm-cov-14 export -summary-only "build/fuzz/tests/fuzz_$target" \
-      -instr-profile="$work/$target.profdata" "TarvoSDKClient/${files[$target]}" |
+      -instr-profile="$work/$target.profdata" "${sources[@]/#/TarvoSDKClient/}" |
       sed -E 's/.*"totals".*"lines":\{"count":([0-9]+),"covered":([0-9]+).*/\2 of \1/')
   fi
-  printf '%-12s %14s %11s   %-46s %s\n' "$target" "$(stat number_of_executed_units)" \
-    "$(stat average_exec_per_sec)" "$lines of ${files[$target]}" "$result"
+  printf '%-12s %14s %11s   %-62s %s\n' "$target" "$(stat number_of_executed_units)" \
+    "$(stat average_exec_per_sec)" "$lines of ${sources[*]##*/}" "$result"
   [ "$result" = none ]
 }
 export -f fuzz
 
-printf '%-12s %14s %11s   %-46s %s\n' target executions per-second 'lines covered' findings
+printf '%-12s %14s %11s   %-62s %s\n' target executions per-second 'lines covered' findings
 printf '%s\n' "${targets[@]}" | xargs -P "$(nproc)" -I{} bash -c 'fuzz {}'

@@ -4,7 +4,7 @@
 set -eu
 
 build=(g++ cmake ninja-build libcli11-dev libfmt-dev libassimp-dev nlohmann-json3-dev iproute2 util-linux)
-test=("${build[@]}" libgtest-dev libgmock-dev binutils)
+test=("${build[@]}" libgtest-dev libgmock-dev binutils valgrind)
 all=("${test[@]}" clang-14 clang-tidy-14 clang-format-14 libclang-rt-14-dev llvm-14 python3 libbenchmark-dev)
 
 case "${1:-}" in

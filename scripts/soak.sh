@@ -13,7 +13,7 @@ if ! [[ $minutes =~ ^[1-9][0-9]*$ ]]; then
   exit 2
 fi
 scripts/prepare.sh all
-cmake --preset "$preset" -DVELMAR_WERROR=ON >/dev/null
+cmake --preset "$preset" -DVELMAR_WERROR=ON -DVELMAR_BUILD_TESTS=ON >/dev/null
 cmake --build --preset "$preset" --target soak velmar -- --quiet
 exec scripts/private-network.sh "build/$preset/tests/soak" "build/$preset/tools/velmar/velmar" "$minutes" \
   "${SOAK_SEED:-1}"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds everything and runs all tests. With --all also: the format, clang's warnings and lint, and the
 # whole suite under the address, undefined-behaviour, leak and thread sanitizers, half a minute of every fuzzer,
-# the coverage that all this reaches, and two minutes of soaking.
+# the coverage that all this reaches, what a frame costs as shipped, and two minutes of soaking.
 set -eu
 cd "$(dirname "$0")/.."
 
@@ -14,9 +14,9 @@ esac
 
 jobs=$(nproc)
 
-build() { # build PRESET
+build() { # build PRESET [OPTION...]
   echo "== build: $1"
-  cmake --preset "$1" -DVELMAR_WERROR=ON >/dev/null
+  cmake --preset "$1" -DVELMAR_WERROR=ON -DVELMAR_BUILD_TESTS=ON "${@:2}" >/dev/null
   cmake --build --preset "$1" -- --quiet
 }
 
@@ -29,7 +29,7 @@ if [ -n "$all" ]; then
   scripts/prepare.sh all
   echo "== format"
   git ls-files '*.h' '*.cpp' '*.c' | xargs clang-format-14 --dry-run -Werror
-  build fuzz
+  build fuzz -DVELMAR_BUILD_BENCH=ON
   echo "== lint"
   git ls-files '*.cpp' | xargs -P "$jobs" -n 4 clang-tidy-14 -p build/fuzz --quiet 2>/dev/null
   echo "== fuzzers"
@@ -40,6 +40,8 @@ if [ -n "$all" ]; then
   run asan
   build tsan
   run tsan
+  build release -DVELMAR_BUILD_BENCH=ON
+  run release
   echo "== soak"
   scripts/soak.sh 2
 else

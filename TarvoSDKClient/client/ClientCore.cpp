@@ -77,7 +77,7 @@ int ClientCore::Initialize(char* localAddress, char* serverAddress, int commandP
 int ClientCore::ShakeHands() {
     unsigned char request[kVersionRecordSize] = {};
     TarvoSDKVersion(request + kVersionOffset);
-    sPacket reply{};
+    sPacket reply; // filled whole by a reply
     if (m_command.Call(PackageType_VersionRequest, request, sizeof request, &reply, kHandshakeTimeoutMs) != 0)
         return 1;
     if (reply.data[kVersionAcceptedOffset] == 0) return RefuseVersion(reply);

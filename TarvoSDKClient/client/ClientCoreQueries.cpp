@@ -21,7 +21,7 @@ unsigned char* Bytes(char* text) { return reinterpret_cast<unsigned char*>(text)
 } // namespace
 
 int ClientCore::GetServerDescription(sServerDescription* description) {
-    sPacket reply{};
+    sPacket reply; // filled whole by a reply
     if (m_command.Call(PackageType_ServerDescription, nullptr, 0, &reply, kQueryTimeoutMs) != 0) return 1;
     std::memcpy(description, reply.data, sizeof *description);
     return 0;
@@ -29,7 +29,7 @@ int ClientCore::GetServerDescription(sServerDescription* description) {
 
 // The status is the request's; the result 0 says that a reply came, usable (a list) or not (null).
 int ClientCore::RequestDescriptions(int type, sDataDescriptions** descriptions, int& status) {
-    sPacket reply{};
+    sPacket reply; // filled whole by a reply
     unsigned int replyBytes = 0;
     status = m_command.Call(type, nullptr, 0, &reply, kQueryTimeoutMs, &replyBytes);
     if (status != 0) return 1;
@@ -80,7 +80,7 @@ int ClientCore::SendMessage(char* text) {
 int ClientCore::SendMessage1(char* text) { return SendMessage(text); }
 
 int ClientCore::SendMessageAndWait(char* text, void** reply, int* replyLength) {
-    const std::unique_ptr<sPacket> record(new (std::nothrow) sPacket{});
+    const std::unique_ptr<sPacket> record(new (std::nothrow) sPacket);
     if (record == nullptr) return 1;
     const int length = static_cast<int>(std::strlen(text) + 1);
     if (m_command.Call(PackageType_Command, text, length, record.get(), kQueryTimeoutMs) != 0) return 1;

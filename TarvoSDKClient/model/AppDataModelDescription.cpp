@@ -1,4 +1,5 @@
 // The description codec: a description body to a new list and back, and the list's release.
+#include <cstring>
 #include <limits>
 #include <new>
 
@@ -69,20 +70,27 @@ bool ReadImage(WireReader& in, void*& data) {
 }
 
 bool ReadSkeleton(WireReader& in, void*& data) {
-    char name[kNameSize];
+    WireReader bones = in;
     std::int32_t id = 0;
     std::int32_t bodies = 0;
-    if (!in.Read(name) || !in.Read(id) || !ReadCount(in, bodies) || bodies > TARVO_MAX_SKELETON_BODIES)
+    if (!bones.Skip(1, kNameSize) || !bones.Read(id) || !ReadCount(bones, bodies) ||
+        bodies > TARVO_MAX_SKELETON_BODIES)
         return false;
     const auto count = static_cast<std::size_t>(bodies);
-    if (!in.Has(count, sizeof(sRigidBodyInfo))) return false;
-    auto* info = new (std::nothrow) sSkeletonInfo{};
+    if (!bones.Has(count, sizeof(sRigidBodyInfo))) return false;
+    auto* info = new (std::nothrow) sSkeletonInfo;
     data = info;
-    if (info == nullptr) return in.Skip(count, sizeof(sRigidBodyInfo));
-    std::memcpy(info->name, name, kNameSize);
-    info->id = id;
-    info->rigidBodyCount = bodies;
-    return in.ReadArray(info->rigidBodies, count);
+    if (info == nullptr) {
+        bones.Skip(count, sizeof(sRigidBodyInfo));
+    } else {
+        in.Read(info->name);
+        info->id = id;
+        info->rigidBodyCount = bodies;
+        bones.ReadArray(info->rigidBodies, count);
+        std::memset(info->rigidBodies + count, 0, sizeof info->rigidBodies - count * sizeof(sRigidBodyInfo));
+    }
+    in = bones;
+    return true;
 }
 
 bool ReadPointGroup(WireReader& in, void*& data) {

@@ -1,7 +1,6 @@
 // The frame codec: a frame body to a new record and back, and the record's release.
-#include <cstring>
+#include <cstddef>
 #include <limits>
-#include <new>
 
 #include "AppDataModel.h"
 #include "model/FrameArrays.h"
@@ -32,12 +31,28 @@ bool ReadMarkerSet(WireReader& in, sMarkerSetSample& set) {
            ReadNewArray(in, set.markers, set.markerCount);
 }
 
-bool ReadRigidBody(WireReader& in, sRigidBodySample& body) {
-    return in.Read(body.id) && in.Read(body.position) && in.Read(body.orientation) &&
-           ReadCount(in, body.markerCount, TARVO_MAX_BODY_MARKERS) &&
-           ReadNewArray(in, body.markerPositions, body.markerCount) &&
+// What stands before a rigid body's arrays, on the wire and in the record: most bodies of a frame are nothing
+// more, so it is read in one piece.
+constexpr std::size_t kBodyHeadSize = offsetof(sRigidBodySample, markerCount) + sizeof(std::int32_t);
+static_assert(offsetof(sRigidBodySample, position) == 4 && offsetof(sRigidBodySample, orientation) == 16 &&
+              kBodyHeadSize == 36);
+
+bool ReadBodyArrays(WireReader& in, sRigidBodySample& body) {
+    if (body.markerCount == 0) {
+        body.markerPositions = FrameArrays::Empty<sTriple>();
+        body.markerIds = FrameArrays::Empty<std::int32_t>();
+        body.markerSizes = FrameArrays::Empty<float>();
+        return true;
+    }
+    return ReadNewArray(in, body.markerPositions, body.markerCount) &&
            ReadNewArray(in, body.markerIds, body.markerCount) &&
-           ReadNewArray(in, body.markerSizes, body.markerCount) && in.Read(body.residual) && in.Read(body.flags);
+           ReadNewArray(in, body.markerSizes, body.markerCount);
+}
+
+bool ReadRigidBody(WireReader& in, sRigidBodySample& body) {
+    return in.ReadBytes(&body, kBodyHeadSize) &&
+           static_cast<std::uint32_t>(body.markerCount) <= TARVO_MAX_BODY_MARKERS && ReadBodyArrays(in, body) &&
+           in.Read(body.residual) && in.Read(body.flags);
 }
 
 bool ReadSkeleton(WireReader& in, sSkeletonSample& skeleton) {
@@ -47,9 +62,8 @@ bool ReadSkeleton(WireReader& in, sSkeletonSample& skeleton) {
     if (skeleton.rigidBodyCount == 0) return true;
     const auto bodies = static_cast<std::size_t>(skeleton.rigidBodyCount);
     if (!in.Has(bodies, kLeastBodySize)) return false;
-    skeleton.rigidBodies = FrameArrays::Allocate<sRigidBodySample>(skeleton.rigidBodyCount);
+    skeleton.rigidBodies = FrameArrays::AllocateZeroed<sRigidBodySample>(bodies);
     if (skeleton.rigidBodies == nullptr) return false;
-    std::memset(static_cast<void*>(skeleton.rigidBodies), 0, bodies * sizeof(sRigidBodySample));
     for (std::size_t i = 0; i < bodies; ++i)
         if (!ReadRigidBody(in, skeleton.rigidBodies[i])) return false;
     return true;
@@ -162,9 +176,8 @@ int CAppDataModel::DecodeMocap(const unsigned char* buffer, int& length, sFrameO
 
 int CAppDataModel::DecodeMocap(const unsigned char* buffer, unsigned int available, int& length,
                                sFrameOfMocapData*& frame) {
-    frame = new (std::nothrow) sFrameOfMocapData;
+    frame = FrameArrays::MakeZeroed<sFrameOfMocapData>();
     if (frame == nullptr) return 1;
-    std::memset(static_cast<void*>(frame), 0, sizeof *frame);
     WireReader in(buffer, available);
     if (!in.Read(frame->frameNumber) || !ReadMarkers(in, *frame) || !ReadBodies(in, *frame) ||
         !ReadRest(in, *frame))

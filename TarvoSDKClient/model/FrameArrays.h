@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <new>
 
 #include "TarvoSDKClient.h"
@@ -24,6 +25,21 @@ template <typename T>
 T* Allocate(std::int32_t count) {
     if (count == 0) return Empty<T>();
     return new (std::nothrow) T[static_cast<std::size_t>(count)];
+}
+
+// Null when memory runs out; all bytes are zero. Made without the constructors, whose work would be overwritten;
+// released by delete[].
+template <typename T>
+T* AllocateZeroed(std::size_t count) {
+    void* const memory = ::operator new[](count * sizeof(T), std::nothrow);
+    return static_cast<T*>(memory == nullptr ? nullptr : std::memset(memory, 0, count * sizeof(T)));
+}
+
+// The same for one record, released by delete.
+template <typename T>
+T* MakeZeroed() {
+    void* const memory = ::operator new(sizeof(T), std::nothrow);
+    return static_cast<T*>(memory == nullptr ? nullptr : std::memset(memory, 0, sizeof(T)));
 }
 
 template <typename T>

@@ -46,6 +46,7 @@ void ForgetArrays(sFrameOfMocapData& frame) {
 }
 
 bool CopyBody(const sRigidBodySample& source, sRigidBodySample& destination) {
+    if (source.markerCount < 1) return true;
     return CopyArray(source.markerPositions, destination.markerPositions, source.markerCount) &&
            CopyArray(source.markerIds, destination.markerIds, source.markerCount) &&
            CopyArray(source.markerSizes, destination.markerSizes, source.markerCount);
@@ -74,6 +75,7 @@ bool CopyArrays(const sFrameOfMocapData& source, sFrameOfMocapData& destination)
 }
 
 void FreeBody(const sRigidBodySample& body) {
+    if (body.markerCount < 1) return;
     FreeArray(body.markerPositions, body.markerCount);
     FreeArray(body.markerIds, body.markerCount);
     FreeArray(body.markerSizes, body.markerCount);

@@ -14,15 +14,19 @@ public:
 
     template <typename T>
     bool Read(T& value) {
-        return ReadArray(&value, 1);
+        static_assert(std::is_trivially_copyable_v<T>);
+        return ReadBytes(&value, sizeof(T));
     }
 
     template <typename T>
     bool ReadArray(T* values, std::size_t count) {
         static_assert(std::is_trivially_copyable_v<T>);
-        if (!Has(count, sizeof(T))) return false;
-        const std::size_t size = count * sizeof(T);
-        if (size > 0) std::memcpy(static_cast<void*>(values), m_at, size);
+        return Has(count, sizeof(T)) && ReadBytes(values, count * sizeof(T));
+    }
+
+    bool ReadBytes(void* to, std::size_t size) {
+        if (m_left < size) return false;
+        if (size > 0) std::memcpy(to, m_at, size);
         Advance(size);
         return true;
     }

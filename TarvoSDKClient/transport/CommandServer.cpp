@@ -194,9 +194,9 @@ bool CCommandServer::ReceiveOnce(unsigned int& dirtyBytes) {
     }
     dirtyBytes = length;
     if (IsOwnDatagram(htonl(sender), senderPort)) return true;
-    char text[INET_ADDRSTRLEN];
-    Facade().ChangeIpAddress(sender, text, sizeof text);
-    DisposeStream(text, senderPort, m_receiveArea.Buffer(), length);
+    if (sender != m_sender) Facade().ChangeIpAddress(sender, m_senderText, sizeof m_senderText);
+    m_sender = sender;
+    DisposeStream(m_senderText, senderPort, m_receiveArea.Buffer(), length);
     return true;
 }
 

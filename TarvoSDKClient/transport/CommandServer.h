@@ -29,7 +29,8 @@ struct sSequenceEntry {
 };
 
 // Source files by chapter: CommandServer (life and receive loop), CommandServerSend (framing),
-// CommandServerInbound (from a datagram to its handling), CommandServerRequests (requests and replies).
+// CommandServerInbound (from a datagram to its handling), CommandServerRequests (who waits for what),
+// CommandServerReplies (from a reply to the request that it answers).
 //
 // Threads: the application's threads start, stop, send and call; the receive thread runs RunTask, the
 // Dispose operations and through them the application's callbacks, with no lock held. Start and Stop are for
@@ -109,7 +110,8 @@ public:
 
 private:
     static constexpr unsigned int kMaxLocalAddresses = 32;
-    static constexpr unsigned int kNoPort = 0; // nothing comes from it
+    static constexpr unsigned int kAddressTextSize = 16; // of a dotted address
+    static constexpr unsigned int kNoPort = 0;           // nothing comes from it
 
     // Life
     bool Claim();
@@ -134,8 +136,11 @@ private:
     int DisposeFrame(const unsigned char* payload, unsigned int length);
     int DisposeMedia(const char* sender, unsigned int senderPort, const tagPackageHeader& header,
                      const unsigned char* payload, unsigned int length);
-    void DisposeReply(const char* sender, unsigned int senderPort, const tagPackageHeader& header,
-                      const unsigned char* payload, unsigned int length);
+
+    // Replies
+    void DisposeReply(const tagPackageHeader& header, const unsigned char* payload, unsigned int length);
+    template <typename Fill>
+    int Complete(std::uint32_t sequence, unsigned int replyBytes, const Fill& fill);
 
     // Requests
     int Register(sPacket* reply, unsigned int& sequence) TARVO_REQUIRES(m_mutex);
@@ -157,6 +162,8 @@ private:
 
     // Receive thread only.
     std::uint8_t m_expectedFragment = 0; // 0 when no message is being joined
+    unsigned int m_sender = 0;           // of the latest datagram, host byte order
+    char m_senderText[kAddressTextSize] = "0.0.0.0";
     CBuffer m_receiveArea;
     CBuffer m_joinArea; // its position is the number of bytes joined so far; never cleared
 

@@ -1,8 +1,5 @@
 // From a datagram to its handling: checking, joining fragments, and what each type of message does.
-#include <algorithm>
 #include <cstring>
-#include <memory>
-#include <new>
 
 #include "AppDataModel.h"
 #include "client/ForcePlateMananger.h"
@@ -15,11 +12,6 @@ using Application::CAppCallBack;
 using System::CGuard;
 
 namespace {
-
-// The kinds of reply records; every other reply has kind 0.
-constexpr std::uint16_t kVersionKind = 1;
-constexpr std::uint16_t kServerDescriptionKind = 4;
-constexpr std::uint16_t kTextKind = 104;
 
 // Copies the header of a datagram that may be handled; reports why another one may not.
 bool ReadHeader(const unsigned char* datagram, unsigned int length, tagPackageHeader& header) {
@@ -37,32 +29,6 @@ bool ReadHeader(const unsigned char* datagram, unsigned int length, tagPackageHe
         return false;
     }
     return true;
-}
-
-// What of a payload goes into a reply record, and what the record says about it.
-struct ReplyShape {
-    std::uint16_t kind;
-    std::int32_t length;
-    unsigned int bytes; // of the payload; never more than it has
-};
-
-// False when the payload does not fit a record, which also keeps room for the zero behind a text.
-bool ShapeReply(unsigned int type, const unsigned char* payload, unsigned int length, ReplyShape& shape) {
-    switch (type) {
-        case PackageType_VersionReply:
-            shape = {kVersionKind, static_cast<std::int32_t>(kVersionRecordSize),
-                     std::min(length, static_cast<unsigned int>(kVersionRecordSize))};
-            return true;
-        case PackageType_Command: {
-            if (length > kPacketDataSize) return false;
-            const auto text = static_cast<unsigned int>(strnlen(reinterpret_cast<const char*>(payload), length));
-            shape = {kTextKind, static_cast<std::int32_t>(length), text};
-            return text < kPacketDataSize;
-        }
-        default:
-            shape = {type == PackageType_ServerDescription ? kServerDescriptionKind : std::uint16_t{0}, 0, length};
-            return length <= kPacketDataSize;
-    }
 }
 
 } // namespace
@@ -122,7 +88,7 @@ int CCommandServer::DisposePackage(const char* sender, unsigned int senderPort, 
         case PackageType_RawReply:
         case PackageType_DataDescriptions:
         case PackageType_ServerDescription:
-        case PackageType_Command: DisposeReply(sender, senderPort, header, payload, length); return 0;
+        case PackageType_Command: DisposeReply(header, payload, length); return 0;
         case PackageType_Frame: return DisposeFrame(payload, length);
         case PackageType_Media:
         case PackageType_MediaReply: return DisposeMedia(sender, senderPort, header, payload, length);
@@ -145,38 +111,4 @@ int CCommandServer::DisposeFrame(const unsigned char* payload, unsigned int leng
     CAppCallBack::Stream(frame, UserData(DataType_Stream));
     CommonKit::TSingletons<CGlobalObject>::Instance().writeCache(frame);
     return 0;
-}
-
-int CCommandServer::DisposeMedia(const char* sender, unsigned int senderPort, const tagPackageHeader& header,
-                                 const unsigned char* payload, unsigned int length) {
-    CAppDataModel model;
-    sPacket* packet = nullptr;
-    int consumed = 0;
-    if (model.DecodeMedia(payload, length, consumed, packet) != 0) return 1;
-    if (header.type == PackageType_MediaReply) {
-        // The image states how much of it is meant; what the message did not supply does not count.
-        constexpr unsigned int kDataOffset = offsetof(sPacket, data);
-        const unsigned int supplied = std::min(length, static_cast<unsigned int>(sizeof *packet));
-        const unsigned int supplyData = supplied > kDataOffset ? supplied - kDataOffset : 0;
-        const auto stated = static_cast<unsigned int>(std::max(packet->length, 0));
-        DisposeResponse(sender, senderPort, header, packet, std::min(stated, supplyData));
-    }
-    model.ReleaseMedia(packet);
-    return 0;
-}
-
-void CCommandServer::DisposeReply(const char* sender, unsigned int senderPort, const tagPackageHeader& header,
-                                  const unsigned char* payload, unsigned int length) {
-    ReplyShape shape{};
-    if (!ShapeReply(header.type, payload, length, shape)) {
-        Report::Number(length);
-        return;
-    }
-    const std::unique_ptr<sPacket> record(new (std::nothrow) sPacket{});
-    if (record == nullptr) return;
-    record->type = shape.kind;
-    record->length = shape.length;
-    std::memcpy(record->data, payload, shape.bytes);
-    const bool isVersion = header.type == PackageType_VersionReply;
-    DisposeResponse(sender, senderPort, header, record.get(), isVersion ? kVersionRecordSize : length);
 }

@@ -1,4 +1,4 @@
-// Requests: sequence numbers, the table of who waits, waiting, and completion by a reply.
+// Requests: sequence numbers, the table of who waits, and waiting.
 #include <algorithm>
 #include <cstdlib>
 #include <new>
@@ -109,19 +109,6 @@ int CCommandServer::WaitReply(unsigned int sequence, unsigned int timeoutMs) {
         // A wake-up without an answer at the very end of the time is a time-out too.
         if (static_cast<int>(remaining) <= 0) return status == 0 ? kTimedOut : status;
     }
-}
-
-int CCommandServer::DisposeResponse(const char* /*sender*/, unsigned int /*senderPort*/,
-                                    const tagPackageHeader& header, sPacket* record, unsigned int replyBytes) {
-    if (header.sequence == 0) return 1;
-    const CGuard guard(&m_mutex);
-    sSequenceEntry* const entry = FindSequence(header.sequence);
-    if (entry == nullptr) return 1;
-    if (entry->reply != nullptr && record != nullptr) *entry->reply = *record;
-    entry->replyBytes = replyBytes;
-    entry->valid = sSequenceEntry::kAnswered;
-    m_events.signal(header.sequence);
-    return 0;
 }
 
 // ---- The table

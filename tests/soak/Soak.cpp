@@ -85,12 +85,12 @@ struct Listener {
     // A list is walked to its last name by encoding it.
     void Ask(const std::stop_token& stop) {
         std::vector<unsigned char> body(kMaxMessageSize);
-        for (int turn = 0, length = 0; !stop.stop_requested(); ++turn) {
+        for (int i = 0, length = 0; !stop.stop_requested(); ++i) {
             sServerDescription server{};
             sDataDescriptions* list = nullptr;
-            const bool isList = turn % 4 == 3;
-            const int result = isList ? client->GetDataDescriptions(&list) : client->GetServerDescription(&server);
-            ++(result == 0 ? answered : unanswered);
+            const int code =
+                i % 4 == 3 ? client->GetDataDescriptions(&list) : client->GetServerDescription(&server);
+            ++(code == 0 ? answered : unanswered);
             if (list != nullptr) CAppDataModel().EncodeDescription(list, body.data(), length);
             client->FreeDataDescriptions(list);
             AwaitFrames(100ms);
@@ -114,7 +114,7 @@ struct Phase {
     double fraction;
     Listener steady[3]{{"steady"}, {"second"}, {"slow", 2ms}};
     Listener guest{"guest"}, queue{"queue"}; // the queue holds frames of all clients
-    long lost = 0, duplicated = 0, reordered = 0, corrupted = 0, truncated = 0, foreign = 0; // datagrams
+    long lost = 0, duplicated = 0, reordered = 0, corrupted = 0, cut = 0, foreign = 0; // datagrams
 
     void Run(const char* velmar, int rigidBodies, long frames, long seed) {
         const auto log = std::filesystem::temp_directory_path() / fmt::format("soak-{}.log", getpid());
@@ -143,7 +143,7 @@ struct Phase {
         }
         Check(pclose(server) == 0, line);
         std::sscanf(line, "faults: %ld%*[^0-9]%ld%*[^0-9]%ld%*[^0-9]%ld%*[^0-9]%ld%*[^0-9]%ld", &lost, &duplicated,
-                    &reordered, &corrupted, &truncated, &foreign);
+                    &reordered, &corrupted, &cut, &foreign);
         const auto isDry = [](const auto& entry) { return entry.second.first == 0; };
         Check(Await(20s, [&] { return std::ranges::all_of(ReadStreamSockets(), isDry); }), "sockets stay full");
         const StreamSockets sockets = ReadStreamSockets();
@@ -153,13 +153,12 @@ struct Phase {
         std::filesystem::remove(log);
     }
 
-    void JudgeAll(const FrameLog& log, StreamSockets sockets, const char* faults) {
+    void JudgeAll(const FrameLog& log, StreamSockets sockets, const char* said) {
         const auto whole = std::ranges::count_if(log, [](const auto& sent) { return sent.second; });
-        const long answered = steady[0].answered;
         fmt::print("{:g} %: {} frames, {} whole; queries: {} answered, {} not; guest: {} sessions\n    {}",
-                   fraction * 100, log.size(), whole, answered, steady[0].unanswered, guest.sessions, faults);
-        const long fewest = std::min({lost, duplicated, reordered, corrupted, truncated, foreign, answered});
-        Check(whole >= (fraction > 0.01 ? 100 : 1000) && fewest > 0, "too little happened");
+                   fraction * 100, log.size(), whole, steady->answered, steady->unanswered, guest.sessions, said);
+        const long few = std::min<long>({lost, duplicated, reordered, corrupted, cut, foreign, steady->answered});
+        Check(whole >= (fraction > 0.01 ? 100 : 1000) && few > 0, "too little happened");
         fmt::print(kRow, "", "intact", "missing", "dropped", "torn", "altered", "invented", "repeated");
         for (const Listener* one : {&steady[0], &steady[1], &steady[2], &guest, &queue})
             Judge(*one, Compare(one->record, log, one->joined), sockets[one->socket].second);
@@ -169,7 +168,7 @@ struct Phase {
         fmt::print(kRow, one.name, v.intact, v.missing, dropped, v.torn, v.altered, v.invented, v.repeated);
         Check(v.intact > 0 && v.missing <= dropped, one.name + " misses more than the kernel dropped");
         Check(v.altered + v.invented == 0, one.name + " was given what was not sent so");
-        const bool once = v.repeated == 0 && v.torn <= lost + reordered + corrupted + truncated + dropped;
+        const bool once = v.repeated == 0 && v.torn <= lost + reordered + corrupted + cut + dropped;
         Check(once || &one == &queue, one.name + " was given frames again, or more torn ones than there can be");
     }
 };
@@ -195,10 +194,9 @@ int main(int argc, char** argv) {
     // Only the first arena gives back all that is free.
     mallopt(M_ARENA_MAX, 1); // NOLINT(concurrency-mt-unsafe): no other thread runs yet
     const auto frames = static_cast<long>(std::atof(argv[2]) * 60 * 1000 / 4);
-    long seed = argc > 3 ? std::atol(argv[3]) : 1;
     std::vector<Usage> usage{CurrentUsage()};
     for (const auto& [fraction, bodies] : {std::pair{0.01, 12}, {0.05, 5}, {0.1, 12}, {0.3, 5}}) {
-        Phase{fraction}.Run(argv[1], bodies, frames, seed++);
+        Phase{fraction}.Run(argv[1], bodies, frames, argc > 3 ? std::atol(argv[3]) : 1);
         Await(5s, [&] { return CurrentUsage().threads == usage[0].threads; }); // a joined one may still be listed
         const Usage& now = usage.emplace_back(CurrentUsage());
         fmt::print("    left: heap {}, RSS {} KiB, threads {}, files {}\n", now.heap, now.resident, now.threads,

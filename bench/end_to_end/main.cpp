@@ -1,0 +1,43 @@
+// The library as an application meets it: a client between a sender and the callback.
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <fstream>
+#include <memory>
+
+#include "end_to_end/Bench.h"
+
+namespace {
+
+std::vector<Row> MeasureAll(bool quick) {
+    const bool twoCores = PinTo(Core::kReceiver);
+    if (!twoCores) fmt::print(stderr, "one processor only: sender and receiver share it\n");
+    BareLoop bare;
+    PinTo(Core::kSender);
+    const Server server;
+    StreamClient client;
+    Bench bench{bare, client, quick};
+    for (const auto chapter :
+         {MeasureReceivePath, MeasureLatency, MeasureRoundTrip, MeasureSustainedRate, MeasureFootprint})
+        chapter(bench);
+    return bench.rows;
+}
+
+} // namespace
+
+// NOLINTNEXTLINE(bugprone-exception-escape): the parser's own set-up
+int main(int argc, char** argv) {
+    CLI::App app("Measures a client against a bare receive loop; to be run where nothing leaves the machine");
+    bool quick = false;
+    std::string file;
+    app.add_flag("--quick", quick, "Fewer and shorter repetitions");
+    app.add_option("--json", file, "Where the figures go")->required();
+    CLI11_PARSE(app, argc, argv);
+    try {
+        std::ofstream(file) << nlohmann::json(MeasureAll(quick)).dump(1) << '\n';
+    } catch (const std::exception& error) {
+        fmt::print(stderr, "end_to_end: {}\n", error.what());
+        return 1;
+    }
+    return 0;
+}

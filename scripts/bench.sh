@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# Measures the library beside what no implementation can avoid, in one run and in turn, and prints one table of
+# medians. Usage: scripts/bench.sh [--json FILE] [--quick]; the file gets the value of every repetition.
+# The parts run on the last processor. In the stream, the sender and the answering thread are pinned to the first
+# one; whoever receives is on the last, because a client is started from a thread that is pinned there and its
+# receive threads inherit that.
+set -eu
+
+json=()
+effort=(--benchmark_repetitions=9 --benchmark_min_time=0.05)
+quick=()
+while [ $# -gt 0 ]; do
+  case "$1" in
+    --json) [ $# -gt 1 ] || { echo "bench.sh: --json takes a file" >&2; exit 2; }
+      json=(--json "$(realpath -m "$2")"); shift 2 ;;
+    --quick) quick=(--quick); effort=(--benchmark_repetitions=3 --benchmark_min_time=0.02); shift ;;
+    *) echo "usage: scripts/bench.sh [--json FILE] [--quick]" >&2; exit 2 ;;
+  esac
+done
+cd "$(dirname "$0")/.."
+
+scripts/prepare.sh all
+cmake --preset release -DVELMAR_BUILD_BENCH=ON >/dev/null
+cmake --build --preset release --target bench_parts end_to_end bench_table -- --quiet
+
+work=build/release/bench
+last=$(taskset -cp $$ | grep -oE '[0-9]+$')
+scripts/private-network.sh taskset -c "$last" "$work/bench_parts" "${effort[@]}" \
+  --benchmark_enable_random_interleaving=true --benchmark_out_format=json \
+  --benchmark_out="$work/parts.json" >"$work/parts.log" 2>&1 || { code=$?; cat "$work/parts.log" >&2; exit "$code"; }
+scripts/private-network.sh "$work/end_to_end" "${quick[@]}" --json "$work/whole.json"
+"$work/bench_table" "$work/parts.json" "$work/whole.json" "${json[@]}"
