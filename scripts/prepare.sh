@@ -1,17 +1,19 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a task needs and that are missing; where that is not allowed, says
-# which ones to install. Usage: scripts/prepare.sh build|test|all
+# which ones to install. Usage: scripts/prepare.sh build|test|all|package
 set -eu
 
 build=(g++ cmake ninja-build libcli11-dev libfmt-dev libassimp-dev nlohmann-json3-dev iproute2 util-linux)
 test=("${build[@]}" libgtest-dev libgmock-dev binutils valgrind)
 all=("${test[@]}" clang-14 clang-tidy-14 clang-format-14 libclang-rt-14-dev llvm-14 python3 libbenchmark-dev)
+package=("${all[@]}" dpkg-dev lintian abigail-tools pkg-config file tshark)
 
 case "${1:-}" in
   build) wanted=("${build[@]}") ;;
   test) wanted=("${test[@]}") ;;
   all) wanted=("${all[@]}") ;;
-  *) echo "usage: scripts/prepare.sh build|test|all" >&2; exit 2 ;;
+  package) wanted=("${package[@]}") ;;
+  *) echo "usage: scripts/prepare.sh build|test|all|package" >&2; exit 2 ;;
 esac
 
 missing=()

@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# Compares the library's binary interface with the stored one. Additions pass; what would break a program that is
+# already linked fails. Records that are reached only through a void pointer are not seen here; their layout is
+# asserted where the library is compiled. With --update, stores the present interface.
+# Usage: scripts/abi.sh [--update]
+set -eu
+cd "$(dirname "$0")/.."
+
+update=
+case "${1:-}" in
+  "") ;;
+  --update) update=yes ;;
+  *) echo "usage: scripts/abi.sh [--update]" >&2; exit 2 ;;
+esac
+
+scripts/prepare.sh package
+build=build/abi
+# The types are in the debug information, which the release preset leaves out.
+cmake --preset release -B "$build" -DCMAKE_CXX_FLAGS=-g -DVELMAR_BUILD_TOOL=OFF \
+  -DVELMAR_BUILD_TESTS=OFF >/dev/null
+cmake --build "$build" -- --quiet
+baseline=tests/interface/velmar_sdk.abi
+# Places in files would change with every edit, names of parameters with the compiler.
+abidw --suppressions tests/interface/stored.abignore --exported-interfaces-only --no-corpus-path \
+  --no-comp-dir-path --no-show-locs --no-elf-needed --no-parameter-names --no-write-default-sizes \
+  --type-id-style hash \
+  --out-file "$build/velmar_sdk.abi" "$build/TarvoSDKClient/libvelmar_sdk.so"
+if [ -n "$update" ]; then
+  cp "$build/velmar_sdk.abi" "$baseline"
+else
+  abidiff --suppressions tests/interface/compared.abignore --no-added-syms "$baseline" "$build/velmar_sdk.abi"
+fi

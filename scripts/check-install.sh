@@ -1,0 +1,58 @@
+#!/usr/bin/env bash
+# Unpacks the packages into an empty tree, builds the examples against it with CMake, with pkg-config and, those
+# in C, with a plain C compiler, and runs every one of them against a simulated server.
+set -eu
+cd "$(dirname "$0")/.."
+work=$PWD/build/check-install
+root=$work/root
+
+if [ "${1:-}" = --inside ]; then
+  "$root/usr/bin/velmar" simulate >"$work/server.log" 2>&1 &
+  server=$!
+  trap 'kill -INT "$server" 2>/dev/null || true; wait "$server" || true' EXIT
+  # The server is up when it has said so.
+  for _ in $(seq 100); do
+    if [ -s "$work/server.log" ] || ! kill -0 "$server" 2>/dev/null; then break; fi
+    sleep 0.1
+  done
+  failed=0
+  for program in "$work"/*/{print_frames,print_frames_c,poll_queue,force_plates,worker_thread,descriptions}; do
+    [ -x "$program" ] || continue
+    wanted='^frame [0-9]+'
+    [ "${program##*/}" != descriptions ] || wanted='^skeleton [0-9]+ Figure1: [1-9][0-9]* bones$'
+    # They end in both ways: some after so many frames, some on Ctrl-C.
+    ending=(timeout 30 "$program" 127.0.0.1 20)
+    [[ $program != */pkg-config/* ]] || ending=(timeout --preserve-status --signal INT 3 "$program" 127.0.0.1)
+    code=0
+    "${ending[@]}" >"$program.out" 2>&1 || code=$?
+    lines=$(grep -cE "$wanted" "$program.out" || true)
+    echo "${program#"$work"/}: code $code, $lines lines as expected"
+    [ "$code" = 0 ] && [ "$lines" -gt 0 ] || { head -n 5 "$program.out"; failed=1; }
+  done
+  exit "$failed"
+fi
+
+scripts/package.sh
+rm -rf "$work"
+mkdir -p "$root" "$work/pkg-config" "$work/c11"
+for package in build/package/*.deb; do dpkg-deb --extract "$package" "$root"; done
+libdir=$(dirname "$(find "$root" -name libvelmar_sdk.so)")
+examples=$root/usr/share/doc/libvelmar-sdk-dev/examples
+
+cmake -S "$examples" -B "$work/cmake" -G Ninja -DCMAKE_PREFIX_PATH="$root/usr" >/dev/null
+cmake --build "$work/cmake" -- --quiet
+export PKG_CONFIG_PATH=$libdir/pkgconfig
+read -ra flags <<<"$(pkg-config --cflags --libs velmar_sdk)"
+for source in "$examples"/*.c*; do
+  name=$(basename "${source%.*}")
+  compiler=(c++ -std=c++20)
+  [ "${source##*.}" != c ] || compiler=(cc -std=c11)
+  "${compiler[@]}" "$source" -o "$work/pkg-config/$name" "${flags[@]}" -pthread
+done
+for source in "$examples"/*.c; do
+  cc -std=c11 -Wall -Wextra -Wpedantic -Werror -I"$root/usr/include" "$source" \
+    -o "$work/c11/$(basename "$source" .c)" -L"$libdir" -lvelmar_sdk
+done
+
+export LD_LIBRARY_PATH=$libdir
+exec scripts/private-network.sh "$PWD/scripts/check-install.sh" --inside
