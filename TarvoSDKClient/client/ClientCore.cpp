@@ -100,7 +100,7 @@ int ClientCore::JoinStream() {
 }
 
 int ClientCore::Uninitialize() {
-    if (m_initialised) {
+    if (m_initialised || IsStopping()) {
         m_initialised = false;
         m_data.Stop();
         m_command.Stop();

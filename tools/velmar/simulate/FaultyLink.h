@@ -40,7 +40,9 @@ public:
     bool Send(Bytes datagram, const std::optional<Place>& place, const Sink& sink);
 
     // Whether this frame has left whole; asked when all its datagrams have been sent.
-    bool LeftWhole(std::uint64_t frame) const { return m_run.frame == frame && m_run.next == m_run.count; }
+    bool LeftWhole(std::uint64_t frame) const {
+        return m_run.next > 0 && m_run.frame == frame && m_run.next == m_run.count;
+    }
 
     std::string Summary() const;
 
