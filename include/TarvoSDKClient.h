@@ -227,8 +227,8 @@ typedef struct sForcePlates {
  * A callback may set callbacks and levels, copy frames, read the queue, and do anything with another
  * client, its destruction included. It must not shut down the client that calls it (Uninitialize,
  * DestroyClient, the destructor): such a call is reported (an Error line), does not wait for the callback
- * as it should, and leaves what the session holds unreleased. Nor should it wait for a query on that client: frames wait
- * meanwhile, and on the thread that receives the replies the query can only time out. */
+ * as it should, and leaves what the session holds unreleased. Nor should it wait for a query on that client:
+ * frames wait meanwhile, and on the thread that receives the replies the query can only time out. */
 typedef void (*tFrameCallback)(sFrameOfMocapData* frame, void* userData);
 typedef void (*tForcePlateCallback)(sForcePlates* plates, void* userData);
 typedef void (*tMessageCallback)(int level, char* text);
