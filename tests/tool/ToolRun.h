@@ -1,7 +1,9 @@
-// One run of the tool as a user starts it.
+// Runs of the tool as a user starts them.
 #ifndef TESTS_TOOL_TOOL_RUN_H
 #define TESTS_TOOL_TOOL_RUN_H
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -67,5 +69,36 @@ private:
     pid_t m_process = 0;
     std::FILE* m_output = nullptr;
 };
+
+// A simulated server that is up; it ends by itself or with the test.
+class Server {
+public:
+    explicit Server(const std::string& options) : m_run("simulate " + options) {
+        const std::string line = m_run.Line();
+        EXPECT_THAT(line, testing::HasSubstr("serving port 5230"));
+    }
+    std::string Stop() {
+        m_run.Interrupt();
+        std::string text = m_run.Rest();
+        EXPECT_EQ(m_run.Wait(), 0) << text;
+        return text;
+    }
+
+private:
+    ToolRun m_run;
+};
+
+inline std::string Output(const std::string& commandLine, int exitCode) {
+    ToolRun run(commandLine);
+    std::string text = run.Rest();
+    EXPECT_EQ(run.Wait(), exitCode) << commandLine << '\n' << text;
+    return text;
+}
+
+inline std::string TemporaryFile(const std::string& name, const std::string& content) {
+    std::string path = testing::TempDir() + name;
+    std::ofstream(path) << content;
+    return path;
+}
 
 #endif

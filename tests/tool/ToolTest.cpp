@@ -10,37 +10,6 @@ using testing::HasSubstr;
 
 namespace {
 
-// A simulated server that is up; it ends by itself or with the test.
-class Server {
-public:
-    explicit Server(const std::string& options) : m_run("simulate " + options) {
-        const std::string line = m_run.Line();
-        EXPECT_THAT(line, HasSubstr("serving port 5230"));
-    }
-    std::string Stop() {
-        m_run.Interrupt();
-        std::string text = m_run.Rest();
-        EXPECT_EQ(m_run.Wait(), 0) << text;
-        return text;
-    }
-
-private:
-    ToolRun m_run;
-};
-
-std::string Output(const std::string& commandLine, int exitCode) {
-    ToolRun run(commandLine);
-    std::string text = run.Rest();
-    EXPECT_EQ(run.Wait(), exitCode) << commandLine << '\n' << text;
-    return text;
-}
-
-std::string TemporaryFile(const std::string& name, const std::string& content) {
-    std::string path = testing::TempDir() + name;
-    std::ofstream(path) << content;
-    return path;
-}
-
 // A root that walks one unit along x in 40 frames, in a Y-up file, with a joint ten units above it.
 std::string TinyRecording() {
     std::string text =

@@ -10,6 +10,9 @@ void AddSimulate(CLI::App& app, int& exitCode);
 void AddWatch(CLI::App& app, int& exitCode);
 void AddInfo(CLI::App& app, int& exitCode);
 void AddSend(CLI::App& app, int& exitCode);
+void AddRecord(CLI::App& app, int& exitCode);
+void AddReplay(CLI::App& app, int& exitCode);
+void AddExport(CLI::App& app, int& exitCode);
 
 // A validator that names the accepted values. For numbers, and for whole numbers.
 CLI::Validator Number(double lowest, double highest);

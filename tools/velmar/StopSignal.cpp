@@ -25,16 +25,25 @@ void Install() {
 
 bool Arrived() { return g_arrived != 0; }
 
-void Poll(pollfd& descriptor, std::optional<std::chrono::nanoseconds> timeout) {
+void Poll(std::span<pollfd> descriptors, std::optional<std::chrono::nanoseconds> timeout) {
     constexpr long kNanosecondsPerSecond = 1'000'000'000;
     const long left = timeout ? std::max(timeout->count(), 0L) : 0;
     const timespec limit{left / kNanosecondsPerSecond, left % kNanosecondsPerSecond};
-    ppoll(&descriptor, 1, timeout ? &limit : nullptr, &g_whileWaiting);
+    ppoll(descriptors.data(), descriptors.size(), timeout ? &limit : nullptr, &g_whileWaiting);
+}
+
+void Poll(pollfd& descriptor, std::optional<std::chrono::nanoseconds> timeout) {
+    Poll(std::span(&descriptor, 1), timeout);
 }
 
 void Sleep(std::chrono::nanoseconds duration) {
     pollfd nothing{-1, 0, 0};
     Poll(nothing, duration);
+}
+
+bool ArrivesNow() {
+    Sleep(std::chrono::nanoseconds(0));
+    return Arrived();
 }
 
 } // namespace StopSignal

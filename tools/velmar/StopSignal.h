@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <optional>
+#include <span>
 
 namespace StopSignal {
 
@@ -15,8 +16,12 @@ void Install();
 
 bool Arrived();
 
-// Waits for the descriptor, for this long (nothing: without limit; less than nothing: not at all), or for a
+// The same for work that does not wait: lets a signal arrive that was held back.
+bool ArrivesNow();
+
+// Waits for the descriptors, for this long (nothing: without limit; less than nothing: not at all), or for a
 // signal. No signal is missed between Arrived() and the wait.
+void Poll(std::span<pollfd> descriptors, std::optional<std::chrono::nanoseconds> timeout);
 void Poll(pollfd& descriptor, std::optional<std::chrono::nanoseconds> timeout);
 
 // Waits this long or until a signal arrives.

@@ -1,4 +1,5 @@
-// The command-line tool around the library: a simulated capture server, and views of a running stream.
+// The command-line tool around the library: a simulated capture server, and views and recordings of a running
+// stream.
 #include <fmt/format.h>
 
 #include <cstdio>
@@ -41,13 +42,17 @@ void CheckCommand(const CLI::App& app, int argc, char** argv) {
 }
 
 int Run(int argc, char** argv) {
-    CLI::App app("Simulates a motion-capture server and looks at running streams.", "velmar");
+    CLI::App app("Simulates a motion-capture server, and looks at, records and replays running streams.",
+                 "velmar");
     app.require_subcommand(1);
     int exitCode = kSuccess;
     AddSimulate(app, exitCode);
     AddWatch(app, exitCode);
     AddInfo(app, exitCode);
     AddSend(app, exitCode);
+    AddRecord(app, exitCode);
+    AddReplay(app, exitCode);
+    AddExport(app, exitCode);
     try {
         CheckCommand(app, argc, argv);
         app.parse(argc, argv);

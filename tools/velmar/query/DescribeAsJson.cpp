@@ -25,10 +25,6 @@ std::string LeadingText(const void* record, std::size_t size) {
 
 std::string NameOf(const char (&name)[TARVO_NAME_SIZE]) { return {name, strnlen(name, sizeof name)}; }
 
-bool IsSimulated(const sServerDescription& server) {
-    return std::memcmp(server.bytes, kServerName, sizeof kServerName) == 0;
-}
-
 json Server(const sServerDescription& server) {
     if (!IsSimulated(server))
         return {{"text", LeadingText(server.bytes, sizeof server.bytes)},

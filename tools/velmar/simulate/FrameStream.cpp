@@ -1,6 +1,5 @@
 #include "simulate/FrameStream.h"
 
-#include <arpa/inet.h>
 #include <fmt/format.h>
 
 #include <cerrno>
@@ -9,16 +8,6 @@
 #include "UsageError.h"
 #include "wire/Checksum.h"
 #include "wire/Messages.h"
-
-namespace {
-
-sockaddr_in GroupAddress() {
-    in_addr group{};
-    inet_pton(AF_INET, kDefaultMulticastGroup, &group);
-    return MakeAddress(group, kDefaultDataPort);
-}
-
-} // namespace
 
 FrameStream::FrameStream(const StreamOptions& options, FrameComposer& composer, FaultyLink& link)
     : m_options(options),

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <iterator>
 #include <string_view>
 
@@ -54,5 +55,9 @@ inline void SetName(char (&name)[TARVO_NAME_SIZE], std::string_view text) {
 }
 
 inline constexpr char kServerName[] = "velmar simulated capture server";
+
+inline bool IsSimulated(const sServerDescription& server) {
+    return std::memcmp(server.bytes, kServerName, sizeof kServerName) == 0;
+}
 
 #endif

@@ -7,8 +7,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 #include <stdexcept>
 #include <system_error>
+
+#include "TarvoWire.h"
 
 namespace {
 
@@ -55,6 +58,67 @@ std::optional<std::size_t> UdpSocket::Receive(std::span<unsigned char> buffer, s
         recvfrom(m_handle, buffer.data(), buffer.size(), 0, reinterpret_cast<sockaddr*>(&from), &size);
     if (received < 0) return std::nullopt;
     return static_cast<std::size_t>(received);
+}
+
+void UdpSocket::JoinGroup(const sockaddr_in& group) {
+    const int yes = 1;
+    const ip_mreqn membership{group.sin_addr, {}, 0};
+    if (setsockopt(m_handle, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes) != 0 ||
+        bind(m_handle, reinterpret_cast<const sockaddr*>(&group), sizeof group) != 0 ||
+        setsockopt(m_handle, IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership, sizeof membership) != 0)
+        ThrowLastError(fmt::format("the group {} cannot be joined", ToText(group)));
+}
+
+void UdpSocket::StampArrivals() {
+    const int yes = 1;
+    if (setsockopt(m_handle, SOL_SOCKET, SO_TIMESTAMPNS, &yes, sizeof yes) != 0)
+        ThrowLastError("the system does not tell when datagrams arrive");
+    setsockopt(m_handle, SOL_SOCKET, SO_RXQ_OVFL, &yes, sizeof yes);
+}
+
+std::optional<UdpSocket::Arrival> UdpSocket::ReceiveStamped(std::span<unsigned char> buffer) {
+    Arrival arrival{};
+    iovec area{buffer.data(), buffer.size()};
+    alignas(cmsghdr) char extras[256];
+    msghdr message{};
+    message.msg_name = &arrival.from;
+    message.msg_namelen = sizeof arrival.from;
+    message.msg_iov = &area;
+    message.msg_iovlen = 1;
+    message.msg_control = extras;
+    message.msg_controllen = sizeof extras;
+    const ssize_t size = recvmsg(m_handle, &message, 0);
+    if (size < 0) return std::nullopt;
+    arrival.size = static_cast<std::size_t>(size);
+    for (cmsghdr* extra = CMSG_FIRSTHDR(&message); extra != nullptr; extra = CMSG_NXTHDR(&message, extra)) {
+        if (extra->cmsg_level != SOL_SOCKET) continue;
+        if (extra->cmsg_type == SCM_TIMESTAMPNS) {
+            timespec stamp{};
+            std::memcpy(&stamp, CMSG_DATA(extra), sizeof stamp);
+            arrival.time = std::chrono::seconds(stamp.tv_sec) + std::chrono::nanoseconds(stamp.tv_nsec);
+        }
+        if (extra->cmsg_type == SO_RXQ_OVFL)
+            std::memcpy(&arrival.lost.emplace(), CMSG_DATA(extra), sizeof(std::uint32_t));
+    }
+    return arrival;
+}
+
+sockaddr_in UdpSocket::LocalAddress(const sockaddr_in& peer) const {
+    const UdpSocket probe;
+    sockaddr_in route{};
+    sockaddr_in own{};
+    socklen_t size = sizeof own;
+    getsockname(m_handle, reinterpret_cast<sockaddr*>(&own), &size);
+    if (connect(probe.m_handle, reinterpret_cast<const sockaddr*>(&peer), sizeof peer) == 0 &&
+        getsockname(probe.m_handle, reinterpret_cast<sockaddr*>(&route), &size) == 0)
+        own.sin_addr = route.sin_addr;
+    return own;
+}
+
+sockaddr_in GroupAddress() {
+    in_addr group{};
+    inet_pton(AF_INET, kDefaultMulticastGroup, &group);
+    return MakeAddress(group, kDefaultDataPort);
 }
 
 sockaddr_in MakeAddress(in_addr address, int port) {

@@ -4,6 +4,7 @@
 
 #include <netinet/in.h>
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -23,6 +24,10 @@ public:
     int Handle() const { return m_handle; }
     void Bind(int port);
 
+    // Receives what is sent to the group, beside other programs that do; joined through the interface to which
+    // its route leads.
+    void JoinGroup(const sockaddr_in& group);
+
     // How far multicast datagrams go (0: they stay on this machine), and through which interface: false when
     // no interface has this address.
     void SetMulticastHops(int hops);
@@ -34,9 +39,25 @@ public:
     // The size of the datagram that was waiting, cut to the buffer; nothing when none was.
     std::optional<std::size_t> Receive(std::span<unsigned char> buffer, sockaddr_in& from);
 
+    struct Arrival {
+        std::size_t size; // of the datagram, cut to the buffer
+        sockaddr_in from;
+        std::chrono::nanoseconds time;     // by the system, since the epoch
+        std::optional<std::uint32_t> lost; // datagrams so far for which the socket had no room, when it says so
+    };
+    // From here on, every datagram is received with the time at which the system took it.
+    void StampArrivals();
+    std::optional<Arrival> ReceiveStamped(std::span<unsigned char> buffer);
+
+    // The address from which this socket's datagrams to the peer leave. Sends nothing.
+    sockaddr_in LocalAddress(const sockaddr_in& peer) const;
+
 private:
     int m_handle;
 };
+
+// Where the stream goes.
+sockaddr_in GroupAddress();
 
 sockaddr_in MakeAddress(in_addr address, int port);
 

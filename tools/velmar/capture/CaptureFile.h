@@ -1,0 +1,36 @@
+// Reads capture files, the tool's own and those of network analysers.
+#ifndef VELMAR_CAPTURE_CAPTURE_FILE_H
+#define VELMAR_CAPTURE_CAPTURE_FILE_H
+
+#include <pcap/pcap.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "capture/CapturedDatagram.h"
+#include "capture/Ipv4Input.h"
+
+class CaptureFile {
+public:
+    // Throws std::runtime_error naming the path and what is wrong with the file.
+    explicit CaptureFile(std::string path);
+
+    // The next UDP datagram over IPv4; nothing at the end of what can be read.
+    std::optional<CapturedDatagram> Next();
+
+    // After the end: a line that says what is wrong with the file; empty for a sound one.
+    std::string Damage() const;
+
+private:
+    struct Release {
+        void operator()(pcap_t* file) const { pcap_close(file); }
+    };
+
+    std::string m_path;
+    std::unique_ptr<pcap_t, Release> m_file;
+    Ipv4Input m_input;
+    std::string m_error;
+};
+
+#endif

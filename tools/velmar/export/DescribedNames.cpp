@@ -1,0 +1,33 @@
+#include "export/DescribedNames.h"
+
+#include <algorithm>
+
+#include "AppDataModel.h"
+#include "query/DescribeAsJson.h"
+#include "simulate/ServerRecords.h"
+
+DescribedNames::DescribedNames(const Recording& recording) {
+    sServerDescription server{};
+    if (recording.server)
+        std::copy_n(recording.server->begin(), std::min(recording.server->size(), sizeof server.bytes),
+                    server.bytes);
+    simulated = IsSimulated(server);
+    if (!recording.descriptions) return;
+    sDataDescriptions* decoded = nullptr;
+    int length = 0;
+    const std::vector<unsigned char>& body = *recording.descriptions;
+    CAppDataModel().DecodeDescription(body.data(), static_cast<unsigned int>(body.size()), length, decoded);
+    list.reset(decoded);
+    if (decoded == nullptr) return;
+    const nlohmann::json document = DescribeAsJson(server, *decoded);
+    for (const nlohmann::json& entry : document["descriptions"]) {
+        const std::string name = entry.value("name", "");
+        int index = 0;
+        for (const nlohmann::json& marker : entry.value("markers", nlohmann::json::array()))
+            markers[name][index++] = marker;
+        if (entry["type"] == "rigid body" && entry.contains("id")) rigidBodies[entry["id"]] = name;
+        if (entry["type"] == "skeleton") skeletons[entry["id"]] = name;
+        for (const nlohmann::json& bone : entry.value("bones", nlohmann::json::array()))
+            bones[entry["id"]][index++] = bone["name"];
+    }
+}

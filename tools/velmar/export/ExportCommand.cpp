@@ -1,0 +1,120 @@
+// velmar export: the frames of a recording as tables or objects.
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <memory>
+#include <stdexcept>
+
+#include "AppDataModel.h"
+#include "Commands.h"
+#include "StopSignal.h"
+#include "capture/CaptureFile.h"
+#include "client/ForcePlateMananger.h"
+#include "export/FrameFiles.h"
+#include "wire/Messages.h"
+
+namespace {
+
+struct Options {
+    std::string file;
+    std::string format;
+    std::string directory = ".";
+};
+
+struct ReleaseFrame {
+    void operator()(sFrameOfMocapData* frame) const { CAppDataModel().ReleaseMocap(frame); }
+};
+
+std::string Seconds(std::chrono::nanoseconds time) {
+    const auto whole = std::chrono::duration_cast<std::chrono::seconds>(time);
+    return fmt::format("{}.{:09}", whole.count(), (time - whole).count());
+}
+
+std::string Timecode(const sFrameOfMocapData& frame) {
+    char text[64] = "";
+    Quorin_TimecodeStringify(frame.timecode, frame.timecodeSubframe, text, sizeof text);
+    return text;
+}
+
+class Export {
+public:
+    Export(const Options& options, const Recording& recording)
+        : m_options(options),
+          m_names(recording),
+          m_tables(m_names),
+          m_files(options.directory,
+                  options.format == "csv" ? FrameFiles::Format::kCsv : FrameFiles::Format::kJson,
+                  m_tables.Tables()) {
+        m_plates.InitPlateManager(m_names.list.get());
+    }
+
+    // The summary.
+    std::string Run() {
+        CaptureFile file(m_options.file);
+        MessageJoiner joiner;
+        std::string problem;
+        while (const auto datagram = file.Next()) {
+            if (StopSignal::ArrivesNow()) throw std::runtime_error("stopped before the end of " + m_options.file);
+            if (!IsStream(*datagram)) continue;
+            const auto message = joiner.Take(datagram->from, datagram->payload, problem);
+            if (message && message->type == PackageType_Frame) Add(message->payload, datagram->time);
+        }
+        m_files.Close();
+        return fmt::format("{} frames exported into {}{}", m_exported, m_options.directory,
+                           m_undecodable == 0 ? "" : fmt::format(", {} could not be decoded", m_undecodable));
+    }
+
+private:
+    void Add(const std::vector<unsigned char>& body, std::chrono::nanoseconds time) {
+        sFrameOfMocapData* decoded = nullptr;
+        int length = 0;
+        const int result =
+            CAppDataModel().DecodeMocap(body.data(), static_cast<unsigned int>(body.size()), length, decoded);
+        const std::unique_ptr<sFrameOfMocapData, ReleaseFrame> frame(decoded);
+        if (result != 0) {
+            ++m_undecodable;
+            return;
+        }
+        sForcePlates plates{};
+        m_plates.GetSForcePlates(decoded, &plates);
+        m_tables.Fill(*decoded, plates);
+        m_files.Add({decoded->frameNumber, Seconds(time), Timecode(*decoded)}, m_tables.Tables());
+        ++m_exported;
+    }
+
+    Options m_options;
+    DescribedNames m_names;
+    FrameTables m_tables;
+    FrameFiles m_files;
+    ForcePlateMananger m_plates;
+    long long m_exported = 0;
+    long long m_undecodable = 0;
+};
+
+int Run(const Options& options) {
+    const Recording recording = Survey(options.file);
+    if (!recording.damage.empty()) fmt::print(stderr, "{}\n", recording.damage);
+    fmt::print("{}\n", Export(options, recording).Run());
+    return kSuccess;
+}
+
+} // namespace
+
+void AddExport(CLI::App& app, int& exitCode) {
+    CLI::App* const command = app.add_subcommand("export", "Write a recording's frames as tables or objects");
+    const auto options = std::make_shared<Options>();
+    command->add_option("FILE", options->file, "A capture file, of velmar record or of a network analyser")
+        ->required();
+    command
+        ->add_option("--format", options->format,
+                     "csv: a table for each kind of item; json: a line for each frame")
+        ->check(CLI::IsMember({"csv", "json"}))
+        ->required();
+    command->add_option("-o,--output", options->directory,
+                        "The directory for the files, made if need be (default: the current one)");
+    command->footer(
+        "Example:\n  velmar export walk.pcap --format csv -o walk\n\n"
+        "Units stand in the names of columns and members; the server's length unit counts as a metre. Of "
+        "the\nforce plates, what the first frame reads is taken as the unloaded reading.");
+    command->callback([options, &exitCode] { exitCode = Run(*options); });
+}

@@ -1,0 +1,79 @@
+#include "replay/Player.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <stdexcept>
+#include <system_error>
+
+#include "UsageError.h"
+
+Player::Player(std::string path, const Recording& recording, const Options& options)
+    : m_path(std::move(path)),
+      m_options(options),
+      m_pause(recording.duration / std::max(recording.frames - 1, 1LL)),
+      m_file(m_path) {
+    m_socket.SetMulticastHops(0); // on this machine
+    if (options.interface) {
+        if (!m_socket.SetMulticastInterface(Resolve(*options.interface)))
+            throw UsageError(fmt::format(
+                "--interface: takes the address of an interface of this machine, not '{}'", *options.interface));
+        m_socket.SetMulticastHops(1);
+    }
+    m_next = ReadStream();
+}
+
+void Player::Start(Clock::time_point now) {
+    m_start = now;
+    if (m_next) m_origin = m_next->time;
+}
+
+Player::Clock::time_point Player::Deadline() const {
+    const std::chrono::duration<double, std::nano> since = m_next->time - m_origin;
+    return m_start + std::chrono::duration_cast<Clock::duration>(since / m_options.speed);
+}
+
+void Player::Send() {
+    constexpr std::chrono::seconds kInterruption(1);
+    // After an interruption of the whole machine, the rest keeps its distances.
+    if (const auto now = Clock::now(); now - Deadline() > kInterruption) Start(now);
+    if (!m_socket.SendTo(GroupAddress(), m_next->payload)) {
+        if (m_sent == 0)
+            throw std::runtime_error(
+                fmt::format("nothing can be sent to {}: {}. Name the address of a network interface with "
+                            "--interface, or give the group a route (ip route add 239.0.0.0/8 dev IFACE)",
+                            ToText(GroupAddress()), std::generic_category().message(errno)));
+        ++m_notTaken;
+    }
+    ++m_sent;
+    std::string problem;
+    const auto message = m_joiner.Take(m_next->from, m_next->payload, problem);
+    m_messageEnded = message.has_value();
+    if (message && message->type == PackageType_Frame) ++m_frames;
+    Advance();
+}
+
+void Player::SendMessage() {
+    do {
+        Send();
+    } while (!AtEnd() && !m_messageEnded);
+}
+
+void Player::Advance() {
+    const auto before = m_next->time;
+    const auto due = Deadline();
+    m_next = ReadStream();
+    // Clocks are set back: then nothing tells how long it took.
+    if (m_next && m_next->time < before) Start(due);
+    if (m_next || !m_options.loop) return;
+    m_file.emplace(m_path);
+    m_next = ReadStream();
+    Start(due + std::chrono::duration_cast<Clock::duration>(m_pause / m_options.speed));
+}
+
+std::optional<CapturedDatagram> Player::ReadStream() {
+    while (auto datagram = m_file->Next())
+        if (IsStream(*datagram)) return datagram;
+    return std::nullopt;
+}
