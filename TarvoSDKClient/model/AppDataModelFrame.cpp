@@ -137,17 +137,16 @@ void WriteBodies(WireWriter& out, const sFrameOfMocapData& frame) {
 
 // ---- Releasing
 
-void ReleaseBodyArrays(sRigidBodySample& body) {
+void ReleaseBodyArrays(const sRigidBodySample& body) {
     FrameArrays::Release(body.markerPositions);
     FrameArrays::Release(body.markerIds);
     FrameArrays::Release(body.markerSizes);
 }
 
-void ReleaseSkeleton(sSkeletonSample& skeleton) {
+void ReleaseSkeleton(const sSkeletonSample& skeleton) {
     if (skeleton.rigidBodies == nullptr) return;
     for (int i = 0; i < skeleton.rigidBodyCount; ++i) ReleaseBodyArrays(skeleton.rigidBodies[i]);
     delete[] skeleton.rigidBodies;
-    skeleton.rigidBodies = nullptr;
 }
 
 } // namespace

@@ -43,9 +43,8 @@ T* MakeZeroed() {
 }
 
 template <typename T>
-void Release(T*& array) {
+void Release(T* array) {
     if (array != Empty<T>()) delete[] array;
-    array = nullptr;
 }
 
 // How far a list is walked: counts are signed, and one that made a decode fail stands above its bound.
