@@ -83,6 +83,7 @@ TEST(Record, WhatIsWrittenStaysReadable) {
          {std::pair("timeout -s KILL 1", 128 + SIGKILL), {"trap '' XFSZ; ulimit -f 400;", 1}}) {
         const std::string path = TemporaryFile("ended.pcap", "");
         const std::string shell = std::string(start) + " " VELMAR_BINARY " record 127.0.0.1 -o " + path;
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread runs
         EXPECT_EQ(WEXITSTATUS(std::system(shell.c_str())), code);
         EXPECT_THAT(Export(path), testing::Pair(testing::SizeIs(testing::Gt(20)), false));
     }
