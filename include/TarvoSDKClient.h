@@ -222,7 +222,8 @@ typedef struct sForcePlates {
  * tFrameCallback: one frame, on the receive thread. Frame and arrays are valid during the call.
  * tForcePlateCallback: the plates of a frame, before that frame's own callback; valid during the call.
  * tMessageCallback: one log line of kind 1 Info, 2 Warning, 3 Error or 4 Debug, zero-terminated, at
- *   most 1023 characters, on the thread that reports; valid during the call.
+ *   most 1023 characters, on the thread that reports; valid during the call. A line about a datagram that
+ *   could not be sent comes while the client's other sends wait: do not wait for a thread that makes one.
  *
  * A callback may set callbacks and levels, copy frames, read the queue, and do anything with another
  * client, its destruction included. It must not shut down the client that calls it (Uninitialize,
