@@ -8,8 +8,6 @@ using namespace std::string_literals;
 
 namespace {
 
-std::string Path(const std::string& name) { return testing::TempDir() + name; }
-
 std::string Big(std::size_t value) { return {static_cast<char>(value >> 8U), static_cast<char>(value)}; }
 std::string Small(std::size_t value) { return {static_cast<char>(value), static_cast<char>(value >> 8U), 0, 0}; }
 

@@ -95,8 +95,13 @@ inline std::string Output(const std::string& commandLine, int exitCode) {
     return text;
 }
 
+// Of this process alone: tests run side by side.
+inline std::string Path(const std::string& name) {
+    return testing::TempDir() + std::to_string(getpid()) + "-" + name;
+}
+
 inline std::string TemporaryFile(const std::string& name, const std::string& content) {
-    std::string path = testing::TempDir() + name;
+    std::string path = Path(name);
     std::ofstream(path) << content;
     return path;
 }
