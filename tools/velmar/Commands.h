@@ -13,6 +13,7 @@ void AddSend(CLI::App& app, int& exitCode);
 void AddRecord(CLI::App& app, int& exitCode);
 void AddReplay(CLI::App& app, int& exitCode);
 void AddExport(CLI::App& app, int& exitCode);
+void AddDoctor(CLI::App& app, int& exitCode);
 
 // A validator that names the accepted values. For numbers, and for whole numbers.
 CLI::Validator Number(double lowest, double highest);

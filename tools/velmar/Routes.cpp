@@ -45,6 +45,8 @@ unsigned int InterfaceIn(const unsigned char* answer, std::size_t size) {
     return 0;
 }
 
+} // namespace
+
 unsigned int InterfaceTo(in_addr address) {
     const int netlink = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE);
     if (netlink == -1) return 0;
@@ -68,13 +70,14 @@ unsigned int InterfaceTo(in_addr address) {
     return index;
 }
 
-} // namespace
+std::string InterfaceName(unsigned int index) {
+    char name[IF_NAMESIZE];
+    return if_indextoname(index, name) == nullptr ? std::to_string(index) : name;
+}
 
 std::string RouteTo(in_addr address) {
-    char name[IF_NAMESIZE];
     const unsigned int index = InterfaceTo(address);
     if (index == 0)
         return fmt::format("no interface, for there is no route ({})", std::generic_category().message(errno));
-    return if_indextoname(index, name) == nullptr ? fmt::format("interface {}", index)
-                                                  : fmt::format("interface {}", name);
+    return "interface " + InterfaceName(index);
 }

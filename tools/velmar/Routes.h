@@ -9,4 +9,9 @@
 // "interface lo", or "no interface, for there is no route (...)" with the system's reason. Sends nothing.
 std::string RouteTo(in_addr address);
 
+// The number of that interface; 0 with the reason in errno when there is no route.
+unsigned int InterfaceTo(in_addr address);
+
+std::string InterfaceName(unsigned int index);
+
 #endif

@@ -53,6 +53,7 @@ int Run(int argc, char** argv) {
     AddRecord(app, exitCode);
     AddReplay(app, exitCode);
     AddExport(app, exitCode);
+    AddDoctor(app, exitCode);
     try {
         CheckCommand(app, argc, argv);
         app.parse(argc, argv);

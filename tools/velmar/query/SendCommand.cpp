@@ -8,12 +8,9 @@
 
 #include "Commands.h"
 #include "Routes.h"
-#include "StopSignal.h"
-#include "wire/Messages.h"
+#include "wire/Reply.h"
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 struct Options {
     std::string server;
@@ -21,24 +18,6 @@ struct Options {
 };
 
 constexpr std::chrono::seconds kPatience(5);
-
-// The reply with this sequence number, or nothing within the patience.
-std::optional<Message> AwaitReply(UdpSocket& socket, std::uint32_t sequence) {
-    MessageJoiner joiner;
-    const auto deadline = Clock::now() + kPatience;
-    unsigned char datagram[65536];
-    while (!StopSignal::Arrived() && Clock::now() < deadline) {
-        pollfd waiting{socket.Handle(), POLLIN, 0};
-        StopSignal::Poll(waiting, deadline - Clock::now());
-        sockaddr_in from{};
-        std::string problem;
-        while (const auto size = socket.Receive(datagram, from)) {
-            auto message = joiner.Take(from, {datagram, *size}, problem);
-            if (message && message->sequence == sequence) return message;
-        }
-    }
-    return std::nullopt;
-}
 
 int Run(const Options& options) {
     UdpSocket socket;
@@ -50,7 +29,7 @@ int Run(const Options& options) {
         throw std::runtime_error(
             fmt::format("TEXT: {} bytes are more than the {} of a message", payload.size(), kMaxMessageSize));
     CutMessage(PackageType_Command, sequence, payload, [&](Bytes part) { return socket.SendTo(server, part); });
-    const auto reply = AwaitReply(socket, sequence);
+    const auto reply = AwaitReply(socket, sequence, kPatience);
     if (!reply)
         throw std::runtime_error(fmt::format("no reply from {} within {} s, over {}", ToText(server),
                                              kPatience.count(), RouteTo(server.sin_addr)));

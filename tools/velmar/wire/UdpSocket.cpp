@@ -74,6 +74,7 @@ void UdpSocket::StampArrivals() {
     if (setsockopt(m_handle, SOL_SOCKET, SO_TIMESTAMPNS, &yes, sizeof yes) != 0)
         ThrowLastError("the system does not tell when datagrams arrive");
     setsockopt(m_handle, SOL_SOCKET, SO_RXQ_OVFL, &yes, sizeof yes);
+    setsockopt(m_handle, IPPROTO_IP, IP_PKTINFO, &yes, sizeof yes);
 }
 
 std::optional<UdpSocket::Arrival> UdpSocket::ReceiveStamped(std::span<unsigned char> buffer) {
@@ -91,6 +92,11 @@ std::optional<UdpSocket::Arrival> UdpSocket::ReceiveStamped(std::span<unsigned c
     if (size < 0) return std::nullopt;
     arrival.size = static_cast<std::size_t>(size);
     for (cmsghdr* extra = CMSG_FIRSTHDR(&message); extra != nullptr; extra = CMSG_NXTHDR(&message, extra)) {
+        if (extra->cmsg_level == IPPROTO_IP && extra->cmsg_type == IP_PKTINFO) {
+            in_pktinfo info{};
+            std::memcpy(&info, CMSG_DATA(extra), sizeof info);
+            arrival.interface = static_cast<unsigned int>(info.ipi_ifindex);
+        }
         if (extra->cmsg_level != SOL_SOCKET) continue;
         if (extra->cmsg_type == SCM_TIMESTAMPNS) {
             timespec stamp{};

@@ -44,8 +44,9 @@ public:
         sockaddr_in from;
         std::chrono::nanoseconds time;     // by the system, since the epoch
         std::optional<std::uint32_t> lost; // datagrams so far for which the socket had no room, when it says so
+        unsigned int interface;            // number of the one through which it came
     };
-    // From here on, every datagram is received with the time at which the system took it.
+    // From here on, every datagram is received with the time at which the system took it, and where.
     void StampArrivals();
     std::optional<Arrival> ReceiveStamped(std::span<unsigned char> buffer);
 

@@ -1,0 +1,129 @@
+// The doctor in front of real faults: a server and a client in namespaces of their own, with two cables between.
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <sched.h>
+
+#include <nlohmann/json.hpp>
+#include <thread>
+
+#include "ToolRun.h"
+
+using namespace std::string_literals;
+
+namespace {
+
+// A network namespace, which the calling thread enters. Sockets stay where they were made.
+struct Namespace {
+    Namespace()
+        : handle(unshare(CLONE_NEWNET) == 0 ? open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC) : -1) {}
+    ~Namespace() { close(handle); }
+    const int handle;
+};
+
+sockaddr_in At(const char* host, std::uint16_t port) { return {AF_INET, htons(port), {inet_addr(host)}, {}}; }
+
+struct Socket {
+    explicit Socket(const sockaddr_in& own) {
+        EXPECT_EQ(bind(handle, reinterpret_cast<const sockaddr*>(&own), sizeof own), 0);
+    }
+    ~Socket() { close(handle); }
+    const int handle = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+};
+
+// Of a message of `total` bytes and this type.
+std::string Fragment(int index, std::size_t size, std::size_t total, int type = 103) {
+    return "\x51\xF9\0\0"s + static_cast<char>(total) + static_cast<char>(total >> 8U) + "\0\0"s +
+           static_cast<char>(type) + static_cast<char>(index) + static_cast<char>(size) +
+           static_cast<char>(size >> 8U) + "\0\0\0\0"s + std::string(size, '\xFF');
+}
+
+struct Row {
+    std::string cause;
+    const char* said = "";                  // somewhere in the lines
+    std::string faults = "";                // commands on the client's machine
+    std::optional<std::string> server = ""; // options; nothing: there is none
+    std::vector<std::string> sent{};        // over and over, instead of the server's frames
+    std::string name = "10.9.1.1";
+    bool portHeld = false;
+};
+
+void Shell(const std::string& commands) {
+    ASSERT_EQ(pclose(popen(("set -e\n" + commands).c_str(), "w")), 0) << commands;
+}
+
+nlohmann::json Examine(const Row& row) {
+    const Namespace client;
+    const Namespace server;
+    Shell("for i in 1 2; do ip link add s$i type veth peer name c$i netns /proc/$PPID/fd/" +
+          std::to_string(client.handle) +
+          "; ip address add 10.9.$i.1/24 dev s$i; ip link set s$i up; done; ip link set lo up; ip route add "
+          "239.0.0.0/8 dev s1");
+    std::optional<Server> simulated;
+    if (row.server) simulated.emplace(*row.server + (row.sent.empty() ? "" : " --interface 127.0.0.1"));
+    const Socket sender(At("10.9.1.1", 0));
+    const sockaddr_in group = At("239.239.239.52", 5231);
+    EXPECT_EQ(connect(sender.handle, reinterpret_cast<const sockaddr*>(&group), sizeof group), 0);
+    EXPECT_EQ(setns(client.handle, CLONE_NEWNET), 0);
+    Shell("for i in 1 2; do ip address add 10.9.$i.2/24 dev c$i; ip link set c$i up; done");
+    Shell("ip route add 239.0.0.0/8 dev c1; " + row.faults);
+    const Socket holder(At("0.0.0.0", row.portHeld ? 5231 : 0));
+    const std::jthread stream([&](const std::stop_token& stop) {
+        for (; !stop.stop_requested(); std::this_thread::sleep_for(std::chrono::milliseconds(5)))
+            for (const std::string& datagram : row.sent) send(sender.handle, datagram.data(), datagram.size(), 0);
+    });
+    return nlohmann::json::parse(Output("doctor --json " + row.name, row.cause == "none" ? 0 : 1));
+}
+
+void ExpectCauses(const std::vector<Row>& rows) {
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.cause + " " + row.faults + row.server.value_or("no server"));
+        const nlohmann::json report = Examine(row);
+        EXPECT_EQ(report["cause"], row.cause) << report.dump(1);
+        EXPECT_THAT(report["checks"].dump(), testing::HasSubstr(row.said));
+        EXPECT_NE(report["remedy"], "");
+    }
+}
+
+} // namespace
+
+TEST(Doctor, NamesWhatKeepsAClientFromTheStream) {
+    ExpectCauses({
+        {.cause = "unknown-name", .said = "no.such.invalid", .name = "no.such.invalid"},
+        {.cause = "no-route-to-server", .said = "no route", .name = "10.8.0.1"},
+        {.cause = "no-route-to-group", .said = "no route", .faults = "ip route del 239.0.0.0/8"},
+        {.cause = "no-multicast-on-interface", .said = "c1", .faults = "ip link set c1 multicast off"},
+        {.cause = "server-silent", .said = "port 5230 of 10.9.1.1", .server = {}},
+        {.cause = "version-refused", .said = "3.0.1.7", .server = "--refuse --server-version 3.0.1.7"},
+        {.cause = "port-held", .said = "5231", .portHeld = true},
+        {.cause = "no-membership", .said = "buffer", .faults = "sysctl -qw net.ipv4.igmp_max_memberships=0"},
+        {.cause = "no-stream", .said = "no datagram on port 5231", .server = "--interface 127.0.0.1"},
+        {.cause = "wrong-interface", .said = "c2, the library joins on c1", .server = "--interface 10.9.2.1"},
+        {.cause = "reverse-path-filter",
+         .said = "the filter of c2 dropped",
+         .faults = "ip address flush dev c2; sysctl -qw net.ipv4.conf.c2.rp_filter=1",
+         .server = "--interface 10.9.2.1"},
+    });
+    EXPECT_THAT(Output("doctor no.such.invalid", 1),
+                testing::MatchesRegex("failure  name: 'no.such.*\n\nCause:  unknown-name\nRemedy: use .*\n"));
+}
+
+TEST(Doctor, NamesWhatIsWrongWithTheStream) {
+    // Drops the IP packets of which a bit of the mask is set among their fragment flags and offset.
+    const std::string drop =
+        "; tc qdisc add dev c1 clsact; tc filter add dev c1 ingress protocol ip bpf da bytecode "
+        "\"4,40 0 0 20,69 0 1 $MASK,6 0 0 2,6 0 0 4294967295\"";
+    const std::string part[] = {Fragment(0, 1462, 3000), Fragment(1, 1462, 3000), Fragment(2, 76, 3000)};
+    ExpectCauses({
+        {.cause = "none", .said = " whole frames"},
+        {.cause = "none", .said = "datagrams are another protocol's", .server = "--foreign 0.2"},
+        {.cause = "none", .said = "did not continue a message", .server = "--seed 3 --loss 0.1"},
+        {.cause = "foreign-protocol", .said = "another protocol", .sent = {"\x51\xF8"s + part[0].substr(2)}},
+        {.cause = "fragment-missing", .said = "fragment 1 of 0 to 2 never", .sent = {part[0], part[2]}},
+        {.cause = "fragment-missing", .said = "fragment 2 of 0 to 2 never", .sent = {part[0], part[1]}},
+        {.cause = "fragments-out-of-order", .sent = {part[1], part[0], part[2]}},
+        {.cause = "other-version", .said = "messages that are none", .sent = {Fragment(0, 60, 60)}},
+        {.cause = "other-version", .said = "messages that are none", .sent = {Fragment(0, 60, 60, 203)}},
+        {.cause = "ip-fragments-lost", .said = "1506 bytes, the MTU is 1500", .faults = "MASK=8191" + drop},
+        {.cause = "ip-fragments-lost", .said = "0 arrived, 0 packets joined", .faults = "MASK=16383" + drop},
+    });
+}

@@ -1,0 +1,50 @@
+// What velmar doctor examines: each check looks at one thing that can keep frames from arriving. They run in a
+// fixed order, and a later one uses what an earlier one found out.
+#ifndef VELMAR_DOCTOR_CHECKS_H
+#define VELMAR_DOCTOR_CHECKS_H
+
+#include <string>
+
+#include "doctor/Observation.h"
+#include "doctor/SystemFigures.h"
+#include "wire/UdpSocket.h"
+
+enum class State { kOk, kWarning, kFailure };
+
+struct Finding {
+    State state = State::kOk;
+    std::string text;
+    std::string cause{};  // of a failure: a name that stays the same in every version
+    std::string remedy{}; // of a failure: what to do about it
+};
+
+struct Examination {
+    std::string server;
+    in_addr address{};              // known after the name
+    unsigned int groupInterface{0}; // through which the library joins; known after the routes
+    UdpSocket commands{};           // towards the server
+    UdpSocket data{};               // prepared as the library prepares its own
+    Observation seen{};
+    Counters before{}; // of the system, around the observation
+    Counters after{};
+
+    long long Grown(const std::string& counter) const;
+};
+
+Finding CheckName(Examination& examination);
+Finding CheckRouteToServer(Examination& examination);
+Finding CheckRouteToGroup(Examination& examination);
+Finding CheckServer(Examination& examination);
+Finding CheckDataPort(Examination& examination);
+Finding CheckMembership(Examination& examination);
+Finding CheckArrivals(Examination& examination); // observes the stream; the checks below judge what it saw
+Finding CheckReceiveBuffer(Examination& examination);
+Finding CheckReversePath(Examination& examination);
+Finding CheckIpFragments(Examination& examination);
+Finding CheckFirewall(Examination& examination);
+Finding CheckInterface(Examination& examination);
+Finding CheckProtocol(Examination& examination);
+Finding CheckMessageFragments(Examination& examination);
+Finding CheckFrames(Examination& examination);
+
+#endif

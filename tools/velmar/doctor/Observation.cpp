@@ -1,0 +1,60 @@
+#include "doctor/Observation.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "AppDataModel.h"
+#include "StopSignal.h"
+
+void Observation::Listen(UdpSocket& socket, std::chrono::nanoseconds duration) {
+    using Clock = std::chrono::steady_clock;
+    const auto deadline = Clock::now() + duration;
+    unsigned char datagram[65536];
+    while (!StopSignal::Arrived() && Clock::now() < deadline) {
+        pollfd waiting{socket.Handle(), POLLIN, 0};
+        StopSignal::Poll(waiting, deadline - Clock::now());
+        while (Clock::now() < deadline) {
+            const auto arrival = socket.ReceiveStamped(datagram);
+            if (!arrival) break;
+            Add(arrival->from, arrival->interface, {datagram, arrival->size});
+        }
+    }
+}
+
+std::vector<unsigned int> Observation::MissingFragments() const {
+    std::vector<unsigned int> missing;
+    for (unsigned int index = 0; index < fragmentsOfLongest; ++index)
+        if (!byFragment.contains(index)) missing.push_back(index);
+    return missing;
+}
+
+void Observation::Add(const sockaddr_in& from, unsigned int interface, Bytes datagram) {
+    ++datagrams;
+    ++byInterface[interface];
+    largest = std::max(largest, datagram.size());
+    tagPackageHeader header{};
+    std::memcpy(&header, datagram.data(), std::min(datagram.size(), kPackageHeaderSize));
+    if (datagram.size() < kPackageHeaderSize || header.magic != kPackageMagic ||
+        header.fragmentLength != datagram.size() - kPackageHeaderSize) {
+        ++foreign;
+        return;
+    }
+    const std::size_t length = std::clamp<std::size_t>(header.totalLength, 1, kMaxMessageSize);
+    const auto count = static_cast<unsigned int>((length + kMaxFragmentPayload - 1) / kMaxFragmentPayload);
+    fragmentsOfLongest = std::max(fragmentsOfLongest, count);
+    ++byFragment[header.fragmentIndex];
+    std::string problem;
+    if (const auto message = m_joiners[interface].Take(from, datagram, problem)) AddMessage(*message);
+    if (!problem.empty()) ++broken;
+}
+
+void Observation::AddMessage(const Message& message) {
+    CAppDataModel model;
+    sFrameOfMocapData* frame = nullptr;
+    int length = 0;
+    const bool isFrame = message.type == PackageType_Frame &&
+                         model.DecodeMocap(message.payload.data(),
+                                           static_cast<unsigned int>(message.payload.size()), length, frame) == 0;
+    model.ReleaseMocap(frame);
+    ++(isFrame ? frames : otherMessages);
+}

@@ -1,0 +1,37 @@
+// What arrives on the data port for a while.
+#ifndef VELMAR_DOCTOR_OBSERVATION_H
+#define VELMAR_DOCTOR_OBSERVATION_H
+
+#include <chrono>
+#include <map>
+
+#include "wire/Messages.h"
+
+// A tally of the stream. Each interface is taken as a stream of its own, for one that comes twice would
+// otherwise look broken.
+class Observation {
+public:
+    // Listens on the socket, whose arrivals are stamped, so long or until a signal arrives.
+    void Listen(UdpSocket& socket, std::chrono::nanoseconds duration);
+
+    // The fragments of the longest message that never came, in ascending order.
+    std::vector<unsigned int> MissingFragments() const;
+
+    long long datagrams = 0;
+    long long foreign = 0;       // without this protocol's header
+    long long broken = 0;        // that did not continue a message
+    long long frames = 0;        // whole ones
+    long long otherMessages = 0; // whole ones that are no frame or cannot be decoded
+    std::size_t largest = 0;     // bytes of a datagram
+    std::map<unsigned int, long long> byInterface;
+    std::map<unsigned int, long long> byFragment;
+    unsigned int fragmentsOfLongest = 0;
+
+private:
+    void Add(const sockaddr_in& from, unsigned int interface, Bytes datagram);
+    void AddMessage(const Message& message);
+
+    std::map<unsigned int, MessageJoiner> m_joiners;
+};
+
+#endif

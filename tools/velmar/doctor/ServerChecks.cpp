@@ -1,0 +1,56 @@
+// Whether the server answers, and whether it accepts this library's version.
+#include <fmt/format.h>
+
+#include <random>
+
+#include "StopSignal.h"
+#include "TarvoSDKClient.h"
+#include "doctor/Checks.h"
+#include "wire/Reply.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kPatience = 1s; // for one answer
+constexpr int kAttempts = 3;   // datagrams get lost
+
+std::optional<Message> AskForVersion(Examination& examination) {
+    const sockaddr_in server = MakeAddress(examination.address, kDefaultCommandPort);
+    const std::uint32_t sequence = std::random_device{}() | 2U;
+    std::vector<unsigned char> record(kVersionRecordSize);
+    Quorin_GetVersion(record.data() + kVersionOffset);
+    for (int attempt = 0; attempt < kAttempts && !StopSignal::Arrived(); ++attempt) {
+        CutMessage(PackageType_VersionRequest, sequence, record,
+                   [&](Bytes part) { return examination.commands.SendTo(server, part); });
+        auto reply = AwaitReply(examination.commands, sequence, kPatience);
+        if (reply && reply->type == PackageType_VersionReply && reply->payload.size() >= kVersionRecordSize)
+            return reply;
+    }
+    return std::nullopt;
+}
+
+std::string VersionText(const unsigned char* version) {
+    return fmt::format("{}.{}.{}.{}", version[0], version[1], version[2], version[3]);
+}
+
+} // namespace
+
+Finding CheckServer(Examination& examination) {
+    const std::string place = fmt::format("port {} of {}", kDefaultCommandPort, ToText(examination.address));
+    const auto reply = AskForVersion(examination);
+    if (!reply)
+        return {State::kFailure,
+                fmt::format("no answer from {} to {} version requests within {} s", place, kAttempts,
+                            std::chrono::seconds(kAttempts * kPatience).count()),
+                "server-silent",
+                fmt::format("start the server, and let UDP port {} through the firewalls of both machines",
+                            kDefaultCommandPort)};
+    const std::string version = VersionText(reply->payload.data() + kVersionOffset);
+    if (reply->payload[kVersionAcceptedOffset] != 0)
+        return {State::kOk, fmt::format("{} answers, has version {} and accepts this one", place, version)};
+    unsigned char own[4];
+    Quorin_GetVersion(own);
+    return {State::kFailure, fmt::format("{} has version {} and refuses {}", place, version, VersionText(own)),
+            "version-refused", fmt::format("use a library for version {}, or a matching server", version)};
+}

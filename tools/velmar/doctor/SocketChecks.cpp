@@ -1,0 +1,66 @@
+// Whether this host gives the library what it asks for: the data port, the membership and the receive buffer.
+#include <fmt/format.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <system_error>
+
+#include "Routes.h"
+#include "doctor/Checks.h"
+
+namespace {
+
+constexpr int kWantedBuffer = 524288; // as the library asks for
+
+int Set(const UdpSocket& socket, int level, int option, const auto& value) {
+    return setsockopt(socket.Handle(), level, option, &value, sizeof value);
+}
+
+} // namespace
+
+Finding CheckDataPort(Examination& examination) {
+    Set(examination.data, SOL_SOCKET, SO_REUSEADDR, 1);
+    Set(examination.data, SOL_SOCKET, SO_RCVBUF, kWantedBuffer);
+    try {
+        examination.data.StampArrivals();
+        examination.data.Bind(kDefaultDataPort);
+    } catch (const std::system_error& error) {
+        return {State::kFailure, error.what(), "port-held",
+                fmt::format("end the program that holds UDP port {} without sharing it: ss -ulpn 'sport = :{}'",
+                            kDefaultDataPort, kDefaultDataPort)};
+    }
+    return {State::kOk, fmt::format("UDP port {} can be had", kDefaultDataPort)};
+}
+
+// Joins as the library does, and then on every other interface, so that a stream is seen that comes elsewhere.
+Finding CheckMembership(Examination& examination) {
+    const in_addr group = GroupAddress().sin_addr;
+    const std::string name = InterfaceName(examination.groupInterface);
+    const bool joined = Set(examination.data, IPPROTO_IP, IP_ADD_MEMBERSHIP, ip_mreqn{group, {}, 0}) == 0;
+    const std::string reason = joined ? "the system does not list it" : std::generic_category().message(errno);
+    if (!joined || !IsMember(name, group))
+        return {State::kFailure, fmt::format("{} cannot be joined on {}: {}", ToText(group), name, reason),
+                "no-membership",
+                fmt::format("ip link set {} up multicast on; sysctl -w "
+                            "net.ipv4.igmp_max_memberships=100",
+                            name)};
+    for (const Interface& interface : MulticastInterfaces())
+        Set(examination.data, IPPROTO_IP, IP_ADD_MEMBERSHIP,
+            ip_mreqn{group, {}, static_cast<int>(interface.index)});
+    return {State::kOk, fmt::format("{} joined on {}", ToText(group), name)};
+}
+
+Finding CheckReceiveBuffer(Examination& examination) {
+    int granted = 0;
+    socklen_t size = sizeof granted;
+    getsockopt(examination.data.Handle(), SOL_SOCKET, SO_RCVBUF, &granted, &size);
+    granted /= 2; // the system counts its own overhead in
+    const long long drops = DropsOnPort(kDefaultDataPort);
+    const std::string text = fmt::format("{} bytes granted, {} wanted; {} datagrams dropped for lack of room",
+                                         granted, kWantedBuffer, drops);
+    if (granted >= kWantedBuffer && drops == 0) return {State::kOk, text};
+    return {State::kWarning,
+            fmt::format("{}: raise the limit (sysctl -w net.core.rmem_max={}), and see which program "
+                        "does not keep up (ss -uampn 'sport = :{}')",
+                        text, kWantedBuffer, kDefaultDataPort)};
+}

@@ -1,0 +1,21 @@
+#include "wire/Reply.h"
+
+#include "StopSignal.h"
+
+std::optional<Message> AwaitReply(UdpSocket& socket, std::uint32_t sequence, std::chrono::nanoseconds patience) {
+    using Clock = std::chrono::steady_clock;
+    MessageJoiner joiner;
+    const auto deadline = Clock::now() + patience;
+    unsigned char datagram[65536];
+    while (!StopSignal::Arrived() && Clock::now() < deadline) {
+        pollfd waiting{socket.Handle(), POLLIN, 0};
+        StopSignal::Poll(waiting, deadline - Clock::now());
+        sockaddr_in from{};
+        std::string problem;
+        while (const auto size = socket.Receive(datagram, from)) {
+            auto message = joiner.Take(from, {datagram, *size}, problem);
+            if (message && message->sequence == sequence) return message;
+        }
+    }
+    return std::nullopt;
+}

@@ -1,0 +1,12 @@
+// Waiting for the answer to a request.
+#ifndef VELMAR_WIRE_REPLY_H
+#define VELMAR_WIRE_REPLY_H
+
+#include <chrono>
+
+#include "wire/Messages.h"
+
+// The message with this sequence number; nothing when none comes within the patience or before a signal.
+std::optional<Message> AwaitReply(UdpSocket& socket, std::uint32_t sequence, std::chrono::nanoseconds patience);
+
+#endif
