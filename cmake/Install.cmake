@@ -31,6 +31,9 @@ if(VELMAR_BUILD_TOOL)
   list(APPEND components tools)
   install(TARGETS velmar RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
   install(FILES extras/velmar.lua DESTINATION ${CMAKE_INSTALL_DATADIR}/velmar COMPONENT tools)
+  install(FILES extras/velmar.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+    RENAME velmar COMPONENT tools)
+  include(cmake/ManPages.cmake)
   # The loader looks into /usr by itself; elsewhere the tool finds the library beside it.
   if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
     file(RELATIVE_PATH to_library ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})

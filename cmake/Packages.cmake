@@ -15,9 +15,6 @@ foreach(component IN LISTS components)
   install(FILES packaging/copyright DESTINATION ${destination} COMPONENT ${component})
   velmar_install_compressed(packaging/changelog changelog ${destination} ${component})
 endforeach()
-if(VELMAR_BUILD_TOOL)
-  velmar_install_compressed(packaging/velmar.1 velmar.1 ${CMAKE_INSTALL_MANDIR}/man1 tools)
-endif()
 
 # The list of what the library provides, and the loader's index afterwards without a script of ours.
 file(WRITE ${PROJECT_BINARY_DIR}/packaging/shlibs
@@ -61,8 +58,9 @@ server what its frames contain, sends it commands, and computes the forces
 on force plates.")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "client library of a motion-capture server (development files)
 The header, the files for CMake and pkg-config, and examples in C and C++.")
-set(CPACK_DEBIAN_TOOLS_DESCRIPTION "simulated motion-capture server and stream viewer
+set(CPACK_DEBIAN_TOOLS_DESCRIPTION "simulated motion-capture server and tools for its streams
 The command velmar streams a walking figure or a recording to clients, with
-seeded network faults if wanted, shows a running stream, and asks a server
-about itself. A dissector of the protocol for Wireshark comes with it.")
+seeded network faults if wanted; shows, records, replays and exports a running
+stream; asks a server about itself; and finds out why no data arrives. A
+dissector of the protocol for Wireshark comes with it.")
 include(CPack)

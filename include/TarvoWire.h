@@ -41,6 +41,8 @@ inline constexpr std::size_t kMaxMessageSize = kMaxFragments * kMaxFragmentPaylo
 inline constexpr int kDefaultCommandPort = 5230;
 inline constexpr int kDefaultDataPort = 5231;
 inline constexpr const char* kDefaultMulticastGroup = "239.239.239.52";
+// Bytes of receive buffer that a client asks the system for: the stream waits there while a callback runs.
+inline constexpr int kSocketReceiveBuffer = 524288;
 
 enum PackageType : int {
     PackageType_VersionRequest = 0,       // client: the 265-byte version record

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Unpacks the packages into an empty tree, builds the examples against it with CMake, with pkg-config and, those
-# in C, with a plain C compiler, and runs every one of them against a simulated server.
+# Unpacks the packages into an empty tree, sees that the tool came with its manual and its completion, builds the
+# examples against the tree with CMake, with pkg-config and, those in C, with a plain C compiler, and runs every one
+# of them against a simulated server.
 set -eu
 cd "$(dirname "$0")/.."
 work=$PWD/build/check-install
@@ -38,6 +39,16 @@ mkdir -p "$root" "$work/pkg-config" "$work/c11"
 for package in build/package/*.deb; do dpkg-deb --extract "$package" "$root"; done
 libdir=$(dirname "$(find "$root" -name libvelmar_sdk.so)")
 examples=$root/usr/share/doc/libvelmar-sdk-dev/examples
+
+version=$(LD_LIBRARY_PATH=$libdir "$root/usr/bin/velmar" --version)
+[ "$version" = "velmar $(PKG_CONFIG_PATH=$libdir/pkgconfig pkg-config --modversion velmar_sdk)" ]
+[ -s "$root/usr/share/bash-completion/completions/velmar" ]
+commands=$(LD_LIBRARY_PATH=$libdir "$root/usr/bin/velmar" --help |
+  sed -n '/^Subcommands:/,/^$/ s/^  \([a-z]\+\) .*/-\1/p')
+for command in "" $commands; do
+  zgrep -q '^.SH EXAMPLES' "$root/usr/share/man/man1/velmar$command.1.gz" ||
+    { echo "velmar$command.1 has no examples" >&2; exit 1; }
+done
 
 cmake -S "$examples" -B "$work/cmake" -G Ninja -DCMAKE_PREFIX_PATH="$root/usr" >/dev/null
 cmake --build "$work/cmake" -- --quiet

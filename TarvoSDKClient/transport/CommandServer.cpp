@@ -23,7 +23,6 @@ namespace {
 constexpr unsigned int kSendAreaSize = 131072;
 constexpr unsigned int kReceiveAreaSize = 131072;
 constexpr unsigned int kJoinAreaSize = 524288;
-constexpr int kSocketReceiveBuffer = 524288;      // frames wait here while a callback runs
 constexpr unsigned int kPauseAfterFailureMs = 10; // keeps a failing receive from spinning
 
 const System::CSocketFacade& Facade() { return CommonKit::TSingletons<CGlobalObject>::Instance().SocketFacade(); }

@@ -107,5 +107,5 @@ TEST(Tool, ARefusedWatcherShowsTheServersVersion) {
 TEST(Tool, ASilentServerIsExplained) {
     const std::string text = Output("watch 127.0.0.1", 1);
     EXPECT_THAT(text, HasSubstr("port 5230 of 127.0.0.1, over interface lo"));
-    EXPECT_THAT(text, HasSubstr("Check: "));
+    EXPECT_THAT(text, HasSubstr("Check: velmar doctor 127.0.0.1"));
 }

@@ -60,9 +60,9 @@ void Client::Connect() {
     if (result == 10) throw std::runtime_error(fmt::format("{} refuses this client: {}", m_server, reason));
     throw std::runtime_error(
         fmt::format("no connection to {}.\n"
-                    "Tried: a version request to port {} of {}, over {}; its answer is awaited for 5 s.\n"
-                    "Check: is the server running at this address? Does a firewall let UDP port {} pass?\n"
-                    "       Does another program hold port {} without sharing it (ss -ulpn)?{}",
-                    m_server, kDefaultCommandPort, ToText(address), RouteTo(address), kDefaultCommandPort,
-                    kDefaultDataPort, reason.empty() ? "" : "\nThe library's last error: " + reason));
+                    "Tried: a version request to port {} of {}, over {}, with 5 s for the answer; and to have the "
+                    "stream on port {}.\n{}"
+                    "Check: velmar doctor {}",
+                    m_server, kDefaultCommandPort, ToText(address), RouteTo(address), kDefaultDataPort,
+                    reason.empty() ? "" : fmt::format("The library's last error: {}\n", reason), m_server));
 }

@@ -5,13 +5,30 @@
 #include <cstdio>
 #include <exception>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "Commands.h"
+#include "HelpFormat.h"
 #include "StopSignal.h"
+#include "TarvoSDKClient.h"
 #include "UsageError.h"
 
 namespace {
+
+constexpr const char* kFooter =
+    "Examples:\n"
+    "  $ velmar simulate --rate 240 --skeletons 3\n"
+    "  $ velmar watch 127.0.0.1 --seconds 10\n"
+    "  $ velmar doctor 192.168.1.10\n\n"
+    "velmar COMMAND --help explains a command. The exit code is 0 for success, 1 when a command failed,\n"
+    "2 when it was used wrongly.";
+
+std::string LibraryVersion() {
+    unsigned char version[4];
+    Quorin_GetVersion(version);
+    return fmt::format("{}.{}.{}.{}", version[0], version[1], version[2], version[3]);
+}
 
 std::string CommandName(const CLI::App& app) {
     std::string command = "velmar";
@@ -45,6 +62,10 @@ int Run(int argc, char** argv) {
     CLI::App app("Simulates a motion-capture server, and looks at, records and replays running streams.",
                  "velmar");
     app.require_subcommand(1);
+    app.formatter(std::make_shared<HelpFormat>());
+    app.option_defaults()->always_capture_default();
+    app.set_version_flag("--version", "velmar " + LibraryVersion(), "Print the version and exit");
+    app.footer(kFooter);
     int exitCode = kSuccess;
     AddSimulate(app, exitCode);
     AddWatch(app, exitCode);
@@ -57,8 +78,8 @@ int Run(int argc, char** argv) {
     try {
         CheckCommand(app, argc, argv);
         app.parse(argc, argv);
-    } catch (const CLI::CallForHelp& help) {
-        return app.exit(help);
+    } catch (const CLI::Success& asked) { // for the help or the version
+        return app.exit(asked);
     } catch (const CLI::ParseError& error) {
         return ReportUsage(app, error);
     } catch (const UsageError& error) {

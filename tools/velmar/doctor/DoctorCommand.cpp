@@ -85,7 +85,7 @@ void AddDoctor(CLI::App& app, int& exitCode) {
     command->add_option("SERVER", options->server, "Address or name of the server")->required();
     command->add_flag("--json", options->json, "As JSON: the checks, the cause and the remedy");
     command->footer(
-        "Example:\n  velmar doctor 127.0.0.1\n\n"
+        "Examples:\n  $ velmar doctor 127.0.0.1\n\n"
         "Ends with one cause and its remedy. The exit code is 0 when nothing failed, also with warnings.");
     command->callback([options, &exitCode] { exitCode = Run(*options); });
 }

@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr int kWantedBuffer = 524288; // as the library asks for
-
 int Set(const UdpSocket& socket, int level, int option, const auto& value) {
     return setsockopt(socket.Handle(), level, option, &value, sizeof value);
 }
@@ -20,7 +18,7 @@ int Set(const UdpSocket& socket, int level, int option, const auto& value) {
 
 Finding CheckDataPort(Examination& examination) {
     Set(examination.data, SOL_SOCKET, SO_REUSEADDR, 1);
-    Set(examination.data, SOL_SOCKET, SO_RCVBUF, kWantedBuffer);
+    Set(examination.data, SOL_SOCKET, SO_RCVBUF, kSocketReceiveBuffer);
     try {
         examination.data.StampArrivals();
         examination.data.Bind(kDefaultDataPort);
@@ -57,10 +55,10 @@ Finding CheckReceiveBuffer(Examination& examination) {
     granted /= 2; // the system counts its own overhead in
     const long long drops = DropsOnPort(kDefaultDataPort);
     const std::string text = fmt::format("{} bytes granted, {} wanted; {} datagrams dropped for lack of room",
-                                         granted, kWantedBuffer, drops);
-    if (granted >= kWantedBuffer && drops == 0) return {State::kOk, text};
+                                         granted, kSocketReceiveBuffer, drops);
+    if (granted >= kSocketReceiveBuffer && drops == 0) return {State::kOk, text};
     return {State::kWarning,
             fmt::format("{}: raise the limit (sysctl -w net.core.rmem_max={}), and see which program "
                         "does not keep up (ss -uampn 'sport = :{}')",
-                        text, kWantedBuffer, kDefaultDataPort)};
+                        text, kSocketReceiveBuffer, kDefaultDataPort)};
 }

@@ -110,10 +110,10 @@ void AddExport(CLI::App& app, int& exitCode) {
                      "csv: a table for each kind of item; json: a line for each frame")
         ->check(CLI::IsMember({"csv", "json"}))
         ->required();
-    command->add_option("-o,--output", options->directory,
-                        "The directory for the files, made if need be (default: the current one)");
+    command->add_option("-o,--output", options->directory, "The directory for the files, made if need be")
+        ->type_name("DIRECTORY");
     command->footer(
-        "Example:\n  velmar export walk.pcap --format csv -o walk\n\n"
+        "Examples:\n  $ velmar export walk.pcap --format csv -o walk\n\n"
         "Units stand in the names of columns and members; the server's length unit counts as a metre. Of "
         "the\nforce plates, what the first frame reads is taken as the unloaded reading.");
     command->callback([options, &exitCode] { exitCode = Run(*options); });

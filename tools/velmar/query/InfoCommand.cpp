@@ -49,6 +49,6 @@ void AddInfo(CLI::App& app, int& exitCode) {
     command->add_option("SERVER", options->server, "Address or name of the server")->required();
     command->add_flag("--json", options->json, "As JSON");
     command->add_flag("--verbose", options->verbose, "Show the library's log lines");
-    command->footer("Example:\n  velmar info 127.0.0.1 --json");
+    command->footer("Examples:\n  $ velmar info 127.0.0.1 --json");
     command->callback([options, &exitCode] { exitCode = Run(*options); });
 }

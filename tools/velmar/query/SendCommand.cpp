@@ -45,6 +45,6 @@ void AddSend(CLI::App& app, int& exitCode) {
     const auto options = std::make_shared<Options>();
     command->add_option("SERVER", options->server, "Address or name of the server")->required();
     command->add_option("TEXT", options->text, "The command")->required();
-    command->footer("Example:\n  velmar send 127.0.0.1 status");
+    command->footer("Examples:\n  $ velmar send 127.0.0.1 status");
     command->callback([options, &exitCode] { exitCode = Run(*options); });
 }

@@ -197,12 +197,13 @@ void AddRecord(CLI::App& app, int& exitCode) {
     const auto options = std::make_shared<Options>();
     command->add_option("SERVER", options->server, "Address or name of the server")->required();
     command->add_option("-o,--output", options->file, "The capture file (pcap); an existing one is replaced")
+        ->type_name("FILE")
         ->required();
     command->add_option("--frames", options->frames, "End after so many frames")
         ->check(WholeNumber(1, 1'000'000'000));
     command->add_option("--seconds", options->seconds, "End after so long")->check(Number(0.1, 1e6));
     command->footer(
-        "Example:\n  velmar record 127.0.0.1 -o walk.pcap --seconds 10\n\n"
+        "Examples:\n  $ velmar record 127.0.0.1 -o walk.pcap --seconds 10\n\n"
         "Ends with Ctrl-C too. The exit code is 0 only when frames came. See velmar replay and velmar "
         "export;\nany network analyser opens the file.");
     command->callback([options, &exitCode] { exitCode = std::make_unique<Recorder>(*options)->Run(); });

@@ -1,28 +1,14 @@
 #include "replay/Player.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <stdexcept>
-#include <system_error>
-
-#include "UsageError.h"
 
 Player::Player(std::string path, const Recording& recording, const Options& options)
     : m_path(std::move(path)),
       m_options(options),
       m_pause(recording.duration / std::max(recording.frames - 1, 1LL)),
-      m_file(m_path) {
-    m_socket.SetMulticastHops(0); // on this machine
-    if (options.interface) {
-        if (!m_socket.SetMulticastInterface(Resolve(*options.interface)))
-            throw UsageError(fmt::format(
-                "--interface: takes the address of an interface of this machine, not '{}'", *options.interface));
-        m_socket.SetMulticastHops(1);
-    }
-    m_next = ReadStream();
-}
+      m_file(m_path),
+      m_next(ReadStream()),
+      m_outlet(options.interface, options.interface ? 1 : 0) {}
 
 void Player::Start(Clock::time_point now) {
     m_start = now;
@@ -38,12 +24,8 @@ void Player::Send() {
     constexpr std::chrono::seconds kInterruption(1);
     // After an interruption of the whole machine, the rest keeps its distances.
     if (const auto now = Clock::now(); now - Deadline() > kInterruption) Start(now);
-    if (!m_socket.SendTo(GroupAddress(), m_next->payload)) {
-        if (m_sent == 0)
-            throw std::runtime_error(
-                fmt::format("nothing can be sent to {}: {}. Name the address of a network interface with "
-                            "--interface, or give the group a route (ip route add 239.0.0.0/8 dev IFACE)",
-                            ToText(GroupAddress()), std::generic_category().message(errno)));
+    if (!m_outlet.Send(m_next->payload)) {
+        if (m_sent == 0) StreamOutlet::ThrowNothingLeaves();
         ++m_notTaken;
     }
     ++m_sent;

@@ -9,6 +9,7 @@
 #include "capture/CaptureFile.h"
 #include "capture/Recording.h"
 #include "wire/Messages.h"
+#include "wire/StreamOutlet.h"
 
 class Player {
 public:
@@ -47,7 +48,7 @@ private:
     std::chrono::nanoseconds m_pause; // between the last frame and the first of the next round
     std::optional<CaptureFile> m_file;
     std::optional<CapturedDatagram> m_next;
-    UdpSocket m_socket;
+    StreamOutlet m_outlet;
     MessageJoiner m_joiner;
     Clock::time_point m_start{};
     std::chrono::nanoseconds m_origin{}; // time of the recording at m_start

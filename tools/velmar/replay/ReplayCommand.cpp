@@ -163,10 +163,12 @@ void AddReplay(CLI::App& app, int& exitCode) {
                                    ->check(Number(0.01, 100));
     command->add_flag("--step", options->step, "Send one frame for each Enter")->excludes(speed);
     command->add_flag("--loop", options->player.loop, "Begin anew at the end, and at once at the start");
-    command->add_option("--interface", options->player.interface,
-                        "Stream through the interface with this address; without it, on this machine only");
+    command
+        ->add_option("--interface", options->player.interface,
+                     "Stream through the interface with this address; without it, on this machine only")
+        ->type_name("ADDRESS");
     command->footer(
-        "Examples:\n  velmar replay walk.pcap\n  velmar replay walk.pcap --loop --speed 0.5\n\n"
+        "Examples:\n  $ velmar replay walk.pcap\n  $ velmar replay walk.pcap --loop --speed 0.5\n\n"
         "The stream begins when the first client has connected, and the program ends with it.");
     command->callback([options, &exitCode] { exitCode = std::make_unique<Replay>(*options)->Run(); });
 }

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <stdexcept>
 #include <system_error>
 
 #include "StopSignal.h"
@@ -31,7 +30,7 @@ CaptureServer::CaptureServer(const ServerOptions& options, FrameComposer& compos
       m_stream(options.stream, composer, m_link) {
     m_commands.Bind(kDefaultCommandPort);
     const Load& load = composer.Amounts();
-    Say(fmt::format("serving port {}, streaming to {} at {:g} Hz", kDefaultCommandPort, ToText(m_stream.Group()),
+    Say(fmt::format("serving port {}, streaming to {} at {:g} Hz", kDefaultCommandPort, ToText(GroupAddress()),
                     options.rate));
     Say(composer.Figure().Summary());
     Say(fmt::format(
@@ -92,13 +91,9 @@ void CaptureServer::SendDueFrames() {
 
 void CaptureServer::SendFrame() {
     if (!m_stream.Send(m_pacer.StreamSeconds())) {
-        const std::string reason = std::generic_category().message(errno);
-        if (m_desk.Frames() == 0)
-            throw std::runtime_error(fmt::format(
-                "frames cannot be sent to {}: {}. Name the address of a network interface with --interface, or "
-                "give the group a route (ip route add 239.0.0.0/8 dev IFACE)",
-                ToText(m_stream.Group()), reason));
-        if (m_cutShort++ == 0) Say(fmt::format("a frame did not leave whole: {}", reason));
+        if (m_desk.Frames() == 0) StreamOutlet::ThrowNothingLeaves();
+        if (m_cutShort++ == 0)
+            Say(fmt::format("a frame did not leave whole: {}", std::generic_category().message(errno)));
     }
     m_desk.CountFrame();
 }

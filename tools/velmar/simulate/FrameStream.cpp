@@ -13,12 +13,8 @@ FrameStream::FrameStream(const StreamOptions& options, FrameComposer& composer, 
     : m_options(options),
       m_composer(composer),
       m_link(link),
-      m_group(GroupAddress()),
+      m_outlet(options.interface, options.hops),
       m_body(composer.BodySize()) {
-    m_socket.SetMulticastHops(options.hops);
-    if (options.interface && !m_socket.SetMulticastInterface(Resolve(*options.interface)))
-        throw UsageError(fmt::format("--interface: takes the address of an interface of this machine, not '{}'",
-                                     *options.interface));
     if (!options.frameLog) return;
     m_log.open(*options.frameLog);
     if (!m_log)
@@ -47,7 +43,7 @@ bool FrameStream::Send(double seconds) {
     unsigned int fragment = 0;
     const bool taken = CutMessage(PackageType_Frame, 0, body, [&](Bytes datagram) {
         return m_link.Send(datagram, FaultyLink::Place{frame.auxValue64, fragment++, count},
-                           [&](Bytes bytes) { return m_socket.SendTo(m_group, bytes); });
+                           [&](Bytes bytes) { return m_outlet.Send(bytes); });
     });
     if (m_log.is_open()) {
         const int reason = errno;

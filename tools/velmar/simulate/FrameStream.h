@@ -9,7 +9,7 @@
 
 #include "simulate/FaultyLink.h"
 #include "simulate/FrameComposer.h"
-#include "wire/UdpSocket.h"
+#include "wire/StreamOutlet.h"
 
 struct StreamOptions {
     std::optional<std::string> interface;
@@ -30,16 +30,13 @@ public:
     // The next frame of the stream, at this time of it. False with errno set when the system did not take all.
     bool Send(double seconds);
 
-    const sockaddr_in& Group() const { return m_group; }
-
 private:
     Bytes Encode(sFrameOfMocapData& frame);
 
     StreamOptions m_options;
     FrameComposer& m_composer;
     FaultyLink& m_link;
-    UdpSocket m_socket;
-    sockaddr_in m_group;
+    StreamOutlet m_outlet;
     std::vector<unsigned char> m_body;
     std::ofstream m_log;
     long long m_sent = 0;

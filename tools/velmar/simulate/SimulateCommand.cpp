@@ -24,8 +24,8 @@ struct Options {
 
 constexpr const char* kFooter =
     "Examples:\n"
-    "  velmar simulate\n"
-    "  velmar simulate --motion walk.bvh --rate 240 --skeletons 3\n\n"
+    "  $ velmar simulate\n"
+    "  $ velmar simulate --motion walk.bvh --rate 240 --skeletons 3\n\n"
     "Clients find the server at this machine's address. To reach other machines, name the interface and let the\n"
     "datagrams pass routers: velmar simulate --interface 192.168.1.10 --ttl 1\n\n"
     "Positions are metres, z up. Text commands of clients: help, rate HZ, pause, resume, status.";
@@ -80,22 +80,23 @@ int Run(const Options& options) {
 void AddContent(CLI::App& app, Options& o) {
     app.add_option("--motion", o.motion, "Play this recording (BVH or another animation that Assimp reads)")
         ->check(CLI::ExistingFile);
-    app.add_option("--up", o.up, "The recording's upward axis: y or z")->check(CLI::IsMember({"y", "z"}));
+    app.add_option("--up", o.up, "The recording's upward axis")->check(CLI::IsMember({"y", "z"}));
     app.add_option("--scale", o.scale, "Metres for each unit of the recording")->check(Number(1e-6, 1e6));
     app.add_option("--skeletons", o.load.skeletons, "Figures")->check(WholeNumber(0, TARVO_MAX_SKELETONS));
     app.add_option("--rigid-bodies", o.load.rigidBodies, "Rigid bodies besides")
         ->check(WholeNumber(0, TARVO_MAX_RIGID_BODIES));
-    app.add_option("--markers", o.load.labeledMarkers, "Labelled markers (default: one at each joint)")
+    app.add_option("--markers", o.load.labeledMarkers, "Labelled markers")
+        ->default_str("one at each joint")
         ->check(WholeNumber(0, TARVO_MAX_LABELED_MARKERS));
     app.add_option("--other-markers", o.load.otherMarkers, "Markers without a label")
         ->check(WholeNumber(0, TARVO_MAX_OTHER_MARKERS));
-    app.add_option("--marker-sets", o.load.markerSets, "Marker sets (default: one for each figure)")
+    app.add_option("--marker-sets", o.load.markerSets, "Marker sets")
+        ->default_str("one for each figure")
         ->check(WholeNumber(0, TARVO_MAX_MARKER_SETS));
     app.add_option("--analog", o.load.analog, "Analog channels beside those of the force plates")
         ->check(WholeNumber(0, TARVO_MAX_ANALOG_VALUES));
-    app.add_option(
-           "--force-plates", o.plates,
-           "Force plates under the walking figure: six, eight, both or none (default: both; none with --motion)")
+    app.add_option("--force-plates", o.plates, "Force plates under the walking figure")
+        ->default_str("both; none with --motion")
         ->check(CLI::IsMember({"six", "eight", "both", "none"}));
 }
 
@@ -104,8 +105,10 @@ void AddServer(CLI::App& app, Options& o) {
     app.add_option("--frames", o.server.frames, "End after so many frames")->check(WholeNumber(1, 1'000'000'000));
     app.add_flag("--refuse", o.server.policy.refuses, "Refuse every client's version");
     app.add_option("--server-version", o.version, "The version that the server states")
+        ->default_str("the library's")
         ->check(CLI::Validator(CheckVersion, "A.B.C.D"));
-    app.add_option("--interface", o.server.stream.interface, "Stream through the interface with this address");
+    app.add_option("--interface", o.server.stream.interface, "Stream through the interface with this address")
+        ->type_name("ADDRESS");
     app.add_option("--ttl", o.server.stream.hops, "Routers that the stream may pass; 0 keeps it on this machine")
         ->check(WholeNumber(0, 255));
 }
@@ -134,7 +137,8 @@ void AddFaults(CLI::App& app, Options& o) {
     fault("--restart-every", o.server.stream.restartEvery, "Frames, after which their numbers begin anew")
         ->check(WholeNumber(1, 1'000'000'000));
     fault("--frame-log", o.server.stream.frameLog,
-          "Write a line for each frame: microseconds, number, checksum, whole or broken");
+          "Write a line for each frame: microseconds, number, checksum, whole or broken")
+        ->type_name("FILE");
 }
 
 } // namespace

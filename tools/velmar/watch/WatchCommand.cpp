@@ -1,5 +1,4 @@
 // velmar watch: connects as an application does and shows what arrives.
-#include <arpa/inet.h>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -12,6 +11,7 @@
 #include "Routes.h"
 #include "StopSignal.h"
 #include "watch/Display.h"
+#include "wire/UdpSocket.h"
 
 namespace {
 
@@ -28,16 +28,12 @@ struct Options {
 };
 
 std::string WhyNothing(const std::string& server) {
-    in_addr group{};
-    inet_pton(AF_INET, kDefaultMulticastGroup, &group);
+    const sockaddr_in group = GroupAddress();
     return fmt::format(
         "No frame arrived within {:g} s.\n"
-        "Tried: {} answered on port {}; joined the group {} on port {}, over {}.\n"
-        "Check: does the server stream? Is it in the same network segment, or does it send with enough hops?\n"
-        "       Does the route to the group lead to the interface at which the server is (ip route get {})?\n"
-        "       Does a firewall let UDP port {} in?",
-        kPatience.count(), server, kDefaultCommandPort, kDefaultMulticastGroup, kDefaultDataPort, RouteTo(group),
-        kDefaultMulticastGroup, kDefaultDataPort);
+        "Tried: {} answered on port {}; joined the group {}, over {}.\n"
+        "Check: velmar doctor {}",
+        kPatience.count(), server, kDefaultCommandPort, ToText(group), RouteTo(group.sin_addr), server);
 }
 
 class Watch {
@@ -108,6 +104,6 @@ void AddWatch(CLI::App& app, int& exitCode) {
     command->add_option("--seconds", options->seconds, "End after so long")->check(Number(0.1, 1e6));
     command->add_flag("--verbose", options->verbose, "Show the library's log lines");
     command->footer(
-        "Example:\n  velmar watch 127.0.0.1 --seconds 10\n\nThe exit code is 0 only when frames came.");
+        "Examples:\n  $ velmar watch 127.0.0.1 --seconds 10\n\nThe exit code is 0 only when frames came.");
     command->callback([options, &exitCode] { exitCode = Watch(*options).Run(); });
 }

@@ -62,11 +62,15 @@ std::optional<std::size_t> UdpSocket::Receive(std::span<unsigned char> buffer, s
 
 void UdpSocket::JoinGroup(const sockaddr_in& group) {
     const int yes = 1;
-    const ip_mreqn membership{group.sin_addr, {}, 0};
     if (setsockopt(m_handle, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes) != 0 ||
         bind(m_handle, reinterpret_cast<const sockaddr*>(&group), sizeof group) != 0 ||
-        setsockopt(m_handle, IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership, sizeof membership) != 0)
+        !BecomeMember(group.sin_addr, {}))
         ThrowLastError(fmt::format("the group {} cannot be joined", ToText(group)));
+}
+
+bool UdpSocket::BecomeMember(in_addr group, in_addr interface) {
+    const ip_mreqn membership{group, interface, 0};
+    return setsockopt(m_handle, IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership, sizeof membership) == 0;
 }
 
 void UdpSocket::StampArrivals() {

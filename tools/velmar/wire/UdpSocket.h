@@ -28,6 +28,10 @@ public:
     // its route leads.
     void JoinGroup(const sockaddr_in& group);
 
+    // Makes this machine a member on the interface with this address, or that of the route to the group; false
+    // when the system refuses. What is sent to the group arrives at sockets of its port only.
+    bool BecomeMember(in_addr group, in_addr interface);
+
     // How far multicast datagrams go (0: they stay on this machine), and through which interface: false when
     // no interface has this address.
     void SetMulticastHops(int hops);
