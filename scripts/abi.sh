@@ -13,7 +13,7 @@ case "${1:-}" in
   *) echo "usage: scripts/abi.sh [--update]" >&2; exit 2 ;;
 esac
 
-scripts/prepare.sh package
+scripts/prepare.sh all
 build=build/abi
 # The types are in the debug information, which the release preset leaves out.
 cmake --preset release -B "$build" -DCMAKE_CXX_FLAGS=-g -DVELMAR_BUILD_TOOL=OFF \

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Builds everything and runs all tests. With --all also: the format, clang's warnings and lint, and the
-# whole suite under the address, undefined-behaviour, leak and thread sanitizers, half a minute of every fuzzer,
-# the coverage that all this reaches, what a frame costs as shipped, and two minutes of soaking.
+# Builds everything and runs all tests. With --all also: the format, the pages and the reference, the binary
+# interface, clang's warnings and lint, and the whole suite under the address, undefined-behaviour, leak and thread
+# sanitizers, half a minute of every fuzzer, the coverage that all this reaches, what a frame costs as shipped, and
+# two minutes of soaking.
 set -eu
 cd "$(dirname "$0")/.."
 
@@ -29,6 +30,10 @@ if [ -n "$all" ]; then
   scripts/prepare.sh all
   echo "== format"
   git ls-files '*.h' '*.cpp' '*.c' | xargs clang-format-14 --dry-run -Werror
+  echo "== pages"
+  scripts/docs.sh
+  echo "== binary interface"
+  scripts/abi.sh
   build fuzz -DVELMAR_BUILD_BENCH=ON
   echo "== lint"
   git ls-files '*.cpp' | xargs -P "$jobs" -n 4 clang-tidy-14 -p build/fuzz --quiet 2>/dev/null
