@@ -5,27 +5,14 @@ set -eu
 cd "$(dirname "$0")/.."
 work=build/check-dissector
 
-if [ "${1:-}" = --inside ]; then
-  build/release/tools/velmar/velmar simulate --skeletons 2 --rigid-bodies 3 --other-markers 5 --markers 40 \
-    --analog 2 --frame-log "$work/frames.log" >"$work/server.log" 2>&1 &
-  server=$!
-  trap 'kill -INT "$server" 2>/dev/null || true; wait "$server" || true' EXIT
-  # The server is up when it has said so.
-  for _ in $(seq 100); do
-    if [ -s "$work/server.log" ] || ! kill -0 "$server" 2>/dev/null; then break; fi
-    sleep 0.1
-  done
-  python3 tests/tool/capture.py "$work/stream.pcap" 4
-  exit 0
-fi
-
 scripts/prepare.sh package
 cmake --preset release >/dev/null
 cmake --build --preset release --target velmar -- --quiet
 rm -rf "$work"
 mkdir -p "$work"
-scripts/private-network.sh scripts/check-dissector.sh --inside
-
+scripts/private-network.sh scripts/with-server.sh build/release/tools/velmar/velmar "$work/server.log" \
+  --skeletons 2 --rigid-bodies 3 --other-markers 5 --markers 40 --analog 2 --frame-log "$work/frames.log" -- \
+  python3 tests/tool/capture.py "$work/stream.pcap" 4
 
 values() { # values FILTER FIELD...: a line of the fields' values for each datagram that passes
   local filter=$1 fields=()

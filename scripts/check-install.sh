@@ -8,14 +8,6 @@ work=$PWD/build/check-install
 root=$work/root
 
 if [ "${1:-}" = --inside ]; then
-  "$root/usr/bin/velmar" simulate >"$work/server.log" 2>&1 &
-  server=$!
-  trap 'kill -INT "$server" 2>/dev/null || true; wait "$server" || true' EXIT
-  # The server is up when it has said so.
-  for _ in $(seq 100); do
-    if [ -s "$work/server.log" ] || ! kill -0 "$server" 2>/dev/null; then break; fi
-    sleep 0.1
-  done
   failed=0
   for program in "$work"/*/{print_frames,print_frames_c,poll_queue,force_plates,worker_thread,descriptions}; do
     [ -x "$program" ] || continue
@@ -66,4 +58,5 @@ for source in "$examples"/*.c; do
 done
 
 export LD_LIBRARY_PATH=$libdir
-exec scripts/private-network.sh "$PWD/scripts/check-install.sh" --inside
+exec scripts/private-network.sh scripts/with-server.sh "$root/usr/bin/velmar" "$work/server.log" -- \
+  scripts/check-install.sh --inside

@@ -5,36 +5,18 @@ set -eu
 caller=$PWD
 root=$(cd "$(dirname "$0")/.." && pwd)
 
-if [ "${1:-}" = --inside ]; then
-  velmar=$2
-  shift 2
-  log=$(mktemp)
-  "$velmar" simulate "$@" >"$log" 2>&1 &
-  server=$!
-  trap 'kill -INT "$server" 2>/dev/null || true; wait "$server" || true; rm -f "$log"' EXIT
-  # The server is up when it has said so.
-  for _ in $(seq 100); do
-    if [ -s "$log" ] || ! kill -0 "$server" 2>/dev/null; then break; fi
-    sleep 0.1
-  done
-  if ! kill -0 "$server" 2>/dev/null; then
-    cat "$log" >&2
-    exit 1
-  fi
-  status=0
-  "$velmar" watch 127.0.0.1 --seconds 10 || status=$?
-  kill -INT "$server"
-  wait "$server" || status=$?
-  echo "--- the server's side"
-  cat "$log"
-  trap - EXIT
-  rm -f "$log"
-  exit "$status"
-fi
-
 "$root/scripts/prepare.sh" build
 cd "$root"
 cmake --preset release -DVELMAR_BUILD_TESTS=OFF >/dev/null
 cmake --build --preset release -- --quiet
-cd "$caller"
-exec "$root/scripts/private-network.sh" "$root/scripts/demo.sh" --inside "$root/build/release/tools/velmar/velmar" "$@"
+velmar=$root/build/release/tools/velmar/velmar
+cd "$caller" # file names among the options are meant from there
+
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+status=0
+"$root/scripts/private-network.sh" "$root/scripts/with-server.sh" "$velmar" "$log" "$@" -- \
+  "$velmar" watch 127.0.0.1 --seconds 10 || status=$?
+[ "$status" != 0 ] && exit "$status"
+echo "--- the server's side"
+cat "$log"

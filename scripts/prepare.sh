@@ -4,7 +4,7 @@
 set -eu
 
 build=(g++ cmake ninja-build libcli11-dev libfmt-dev libassimp-dev nlohmann-json3-dev libpcap-dev iproute2 util-linux)
-test=("${build[@]}" libgtest-dev libgmock-dev binutils valgrind)
+test=("${build[@]}" libgtest-dev libgmock-dev binutils valgrind nftables)
 all=("${test[@]}" clang-14 clang-tidy-14 clang-format-14 libclang-rt-14-dev llvm-14 python3 libbenchmark-dev doxygen abigail-tools)
 package=("${all[@]}" dpkg-dev lintian pkg-config file tshark help2man)
 

@@ -109,7 +109,6 @@ double Arrivals::ProcessorTime() const {
 
 DatagramLoop::DatagramLoop(int port, Handler handler, bool joinsGroup)
     : m_port(port), m_handler(std::move(handler)) {
-    constexpr int kSocketReceiveBuffer = 524288; // as the library asks for
     m_socket.Bind(port);
     fcntl(m_socket.Handle(), F_SETFL, 0); // blocking
     setsockopt(m_socket.Handle(), SOL_SOCKET, SO_RCVBUF, &kSocketReceiveBuffer, sizeof kSocketReceiveBuffer);

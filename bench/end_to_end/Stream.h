@@ -10,6 +10,7 @@
 
 #include "Loads.h"
 #include "TarvoWire.h"
+#include "wire/Addresses.h"
 #include "wire/UdpSocket.h"
 
 // Nanoseconds of a clock; by default of one that only goes forward.

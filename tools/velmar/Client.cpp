@@ -7,7 +7,7 @@
 #include <stdexcept>
 
 #include "Routes.h"
-#include "wire/UdpSocket.h"
+#include "wire/Addresses.h"
 
 namespace {
 

@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "wire/Addresses.h"
+
 namespace {
 
 constexpr unsigned int kEtherTypeIpv4 = 0x0800;

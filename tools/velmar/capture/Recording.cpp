@@ -7,6 +7,7 @@
 
 #include "StopSignal.h"
 #include "capture/CaptureFile.h"
+#include "wire/Addresses.h"
 #include "wire/Messages.h"
 
 namespace {

@@ -3,6 +3,7 @@
 #ifndef VELMAR_DOCTOR_CHECKS_H
 #define VELMAR_DOCTOR_CHECKS_H
 
+#include <optional>
 #include <string>
 
 #include "doctor/Observation.h"
@@ -25,7 +26,8 @@ struct Examination {
     UdpSocket commands{};           // towards the server
     UdpSocket data{};               // prepared as the library prepares its own
     Observation seen{};
-    Counters before{}; // of the system, around the observation
+    std::optional<long long> reached{}; // packets of the stream, before the packet filter; for root
+    Counters before{};                  // of the system, around the observation
     Counters after{};
 
     long long Grown(const std::string& counter) const;

@@ -20,26 +20,26 @@ struct Options {
 struct Check {
     const char* name;
     Finding (*examine)(Examination&);
-    bool decides; // after its failure the others would only say what follows from it
 };
 
-// What explains a failure stands before what shows it: the first one is the verdict.
+// What explains a failure stands before what shows it: the first one is the verdict, and the others would only say
+// what follows from it.
 constexpr Check kChecks[] = {
-    {"name", CheckName, true},
-    {"route to the server", CheckRouteToServer, true},
-    {"route to the group", CheckRouteToGroup, true},
-    {"server", CheckServer, true},
-    {"data port", CheckDataPort, true},
-    {"group membership", CheckMembership, true},
-    {"arrivals", CheckArrivals, false},
-    {"receive buffer", CheckReceiveBuffer, false},
-    {"reverse-path filter", CheckReversePath, false},
-    {"IP fragments", CheckIpFragments, false},
-    {"firewall", CheckFirewall, false},
-    {"interface", CheckInterface, true},
-    {"protocol", CheckProtocol, true},
-    {"message fragments", CheckMessageFragments, true},
-    {"frames", CheckFrames, true},
+    {"name", CheckName},
+    {"route to the server", CheckRouteToServer},
+    {"route to the group", CheckRouteToGroup},
+    {"server", CheckServer},
+    {"data port", CheckDataPort},
+    {"group membership", CheckMembership},
+    {"arrivals", CheckArrivals},
+    {"receive buffer", CheckReceiveBuffer},
+    {"reverse-path filter", CheckReversePath},
+    {"IP fragments", CheckIpFragments},
+    {"firewall", CheckFirewall},
+    {"interface", CheckInterface},
+    {"protocol", CheckProtocol},
+    {"message fragments", CheckMessageFragments},
+    {"frames", CheckFrames},
 };
 
 const char* ToText(State state) {
@@ -64,9 +64,10 @@ int Run(const Options& options) {
         if (StopSignal::Arrived()) throw std::runtime_error("stopped before the examination was complete");
         checks.push_back({{"name", check.name}, {"state", ToText(finding.state)}, {"text", finding.text}});
         if (!options.json) PrintLine(check.name, finding);
-        const bool failed = finding.state == State::kFailure;
-        if (failed && verdict.state == State::kOk) verdict = finding;
-        if (failed && check.decides) break;
+        if (finding.state == State::kFailure) {
+            verdict = finding;
+            break;
+        }
     }
     const nlohmann::json document{{"checks", checks}, {"cause", verdict.cause}, {"remedy", verdict.remedy}};
     // The name of the server is whatever was typed: what is not UTF-8 is replaced.

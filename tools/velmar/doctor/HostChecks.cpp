@@ -5,6 +5,7 @@
 
 #include "doctor/Checks.h"
 #include "doctor/Firewall.h"
+#include "wire/Addresses.h"
 
 namespace {
 
@@ -57,11 +58,20 @@ Finding CheckIpFragments(Examination& examination) {
 
 Finding CheckFirewall(Examination& examination) {
     const std::optional<int> rules = CountFirewallRules();
-    if (!rules) return {State::kOk, "the rules cannot be read (needs root)"};
-    const std::string text =
-        fmt::format("{} in the packet filter", *rules == 1 ? "1 rule" : fmt::format("{} rules", *rules));
-    if (*rules == 0 || examination.seen.datagrams > 0) return {State::kOk, text};
+    std::string text = "the rules of the packet filter cannot be read (needs root)";
+    if (rules)
+        text = fmt::format("{} in the packet filter", *rules == 1 ? "1 rule" : fmt::format("{} rules", *rules));
+    if (examination.seen.datagrams > 0) return {State::kOk, text};
+    if (examination.reached.value_or(0) > 0)
+        return {State::kFailure,
+                fmt::format("{} datagrams of the stream reached this machine, and none the data port; {}",
+                            *examination.reached, text),
+                "firewall",
+                fmt::format("let UDP to {} in: see nft list ruleset; with ufw, ufw allow {}/udp; with firewalld, "
+                            "firewall-cmd --add-port={}/udp",
+                            ToText(GroupAddress()), kDefaultDataPort, kDefaultDataPort)};
+    const long long packets = examination.Grown("IpExt.InMcastPkts");
+    if (rules == 0 || packets == 0) return {State::kOk, text};
     return {State::kWarning,
-            fmt::format("{} may keep the stream out; {} multicast packets of all kinds reached them", text,
-                        examination.Grown("IpExt.InMcastPkts"))};
+            fmt::format("{}; {} multicast packets of all kinds reached this machine meanwhile", text, packets)};
 }

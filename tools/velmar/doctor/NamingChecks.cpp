@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "doctor/Checks.h"
+#include "wire/Addresses.h"
 
 Finding CheckName(Examination& examination) {
     try {

@@ -3,6 +3,7 @@
 
 #include "Routes.h"
 #include "doctor/Checks.h"
+#include "wire/Addresses.h"
 
 Finding CheckRouteToServer(Examination& examination) {
     if (InterfaceTo(examination.address) == 0)

@@ -6,6 +6,7 @@
 #include "StopSignal.h"
 #include "TarvoSDKClient.h"
 #include "doctor/Checks.h"
+#include "wire/Addresses.h"
 #include "wire/Reply.h"
 
 namespace {

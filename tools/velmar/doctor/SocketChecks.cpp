@@ -7,6 +7,7 @@
 
 #include "Routes.h"
 #include "doctor/Checks.h"
+#include "wire/Addresses.h"
 
 namespace {
 

@@ -3,6 +3,8 @@
 
 #include "Routes.h"
 #include "doctor/Checks.h"
+#include "doctor/PacketTap.h"
+#include "wire/Addresses.h"
 
 long long Examination::Grown(const std::string& counter) const {
     const auto old = before.find(counter);
@@ -17,8 +19,10 @@ Finding CheckArrivals(Examination& examination) {
     CutMessage(PackageType_Hello, 0, hello, [&](Bytes part) {
         return examination.commands.SendTo(MakeAddress(examination.address, kDefaultCommandPort), part);
     });
+    const PacketTap tap(GroupAddress());
     Observation& seen = examination.seen;
     seen.Listen(examination.data, kObservation);
+    examination.reached = tap.Packets();
     examination.after = ReadCounters();
     if (seen.datagrams == 0)
         return {State::kWarning,

@@ -8,6 +8,7 @@
 
 #include "Commands.h"
 #include "Routes.h"
+#include "wire/Addresses.h"
 #include "wire/Reply.h"
 
 namespace {

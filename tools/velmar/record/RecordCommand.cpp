@@ -14,6 +14,7 @@
 #include "StopSignal.h"
 #include "TarvoSDKClient.h"
 #include "capture/CaptureWriter.h"
+#include "wire/Addresses.h"
 #include "wire/Messages.h"
 
 namespace {

@@ -12,6 +12,7 @@
 #include "StopSignal.h"
 #include "TarvoSDKClient.h"
 #include "replay/Player.h"
+#include "wire/Addresses.h"
 
 namespace {
 

@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "StopSignal.h"
+#include "wire/Addresses.h"
 
 using Clock = FramePacer::Clock;
 

@@ -11,7 +11,7 @@
 #include "Routes.h"
 #include "StopSignal.h"
 #include "watch/Display.h"
-#include "wire/UdpSocket.h"
+#include "wire/Addresses.h"
 
 namespace {
 

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "wire/Addresses.h"
 #include "wire/UdpSocket.h"
 
 class StreamOutlet {

@@ -1,4 +1,4 @@
-// A UDP socket of the tool, and the text form of addresses.
+// A UDP socket of the tool.
 #ifndef VELMAR_WIRE_UDP_SOCKET_H
 #define VELMAR_WIRE_UDP_SOCKET_H
 
@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <string>
 
 using Bytes = std::span<const unsigned char>;
 
@@ -60,16 +59,5 @@ public:
 private:
     int m_handle;
 };
-
-// Where the stream goes.
-sockaddr_in GroupAddress();
-
-sockaddr_in MakeAddress(in_addr address, int port);
-
-// Throws std::runtime_error naming the text that is neither a dotted address nor a known host.
-in_addr Resolve(const std::string& host);
-
-std::string ToText(in_addr address);
-std::string ToText(const sockaddr_in& address); // with the port
 
 #endif
