@@ -12,12 +12,19 @@ using namespace std::string_literals;
 
 namespace {
 
-// A network namespace, which the calling thread enters. Sockets stay where they were made.
+// The network namespace in which the calling thread is. Sockets stay where they were made.
 struct Namespace {
-    Namespace()
-        : handle(unshare(CLONE_NEWNET) == 0 ? open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC) : -1) {}
     ~Namespace() { close(handle); }
-    const int handle;
+    void Enter() const { EXPECT_EQ(setns(handle, CLONE_NEWNET), 0); }
+    const int handle = open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC);
+};
+
+// One that is new; the thread leaves it at the end.
+struct Machine {
+    ~Machine() { former.Enter(); }
+    const Namespace former;
+    const int made = unshare(CLONE_NEWNET);
+    const Namespace own;
 };
 
 sockaddr_in At(const char* host, std::uint16_t port) { return {AF_INET, htons(port), {inet_addr(host)}, {}}; }
@@ -58,10 +65,10 @@ void Shell(const std::string& commands) {
 }
 
 nlohmann::json Examine(const Row& row) {
-    const Namespace client;
-    const Namespace server;
+    const Machine client;
+    const Machine server;
     Shell("for i in 1 2; do ip link add s$i type veth peer name c$i netns /proc/$PPID/fd/" +
-          std::to_string(client.handle) +
+          std::to_string(client.own.handle) +
           "; ip address add 10.9.$i.1/24 dev s$i; ip link set s$i up; done; ip link set lo up; ip route add "
           "239.0.0.0/8 dev s1");
     std::optional<Server> simulated;
@@ -69,7 +76,7 @@ nlohmann::json Examine(const Row& row) {
     const Socket sender(At("10.9.1.1", 0));
     const sockaddr_in group = At("239.239.239.52", 5231);
     EXPECT_EQ(connect(sender.handle, reinterpret_cast<const sockaddr*>(&group), sizeof group), 0);
-    EXPECT_EQ(setns(client.handle, CLONE_NEWNET), 0);
+    client.own.Enter();
     Shell("for i in 1 2; do ip address add 10.9.$i.2/24 dev c$i; ip link set c$i up; done");
     Shell("ip route add 239.0.0.0/8 dev c1; " + row.faults);
     const Socket holder(At("0.0.0.0", row.port == Row::kFree ? 0 : 5231), row.port == Row::kListening);

@@ -58,11 +58,12 @@ Finding CheckIpFragments(Examination& examination) {
 
 Finding CheckFirewall(Examination& examination) {
     const std::optional<int> rules = CountFirewallRules();
-    std::string text = "the rules of the packet filter cannot be read (needs root)";
+    std::string text = "the rules of the packet filter cannot be read";
     if (rules)
         text = fmt::format("{} in the packet filter", *rules == 1 ? "1 rule" : fmt::format("{} rules", *rules));
     if (examination.seen.datagrams > 0) return {State::kOk, text};
-    if (examination.reached.value_or(0) > 0)
+    if (examination.reached == 0) return {State::kOk, text + "; nothing of the stream reaches this machine"};
+    if (examination.reached)
         return {State::kFailure,
                 fmt::format("{} datagrams of the stream reached this machine, and none the data port; {}",
                             *examination.reached, text),
@@ -70,8 +71,9 @@ Finding CheckFirewall(Examination& examination) {
                 fmt::format("let UDP to {} in: see nft list ruleset; with ufw, ufw allow {}/udp; with firewalld, "
                             "firewall-cmd --add-port={}/udp",
                             ToText(GroupAddress()), kDefaultDataPort, kDefaultDataPort)};
-    const long long packets = examination.Grown("IpExt.InMcastPkts");
-    if (rules == 0 || packets == 0) return {State::kOk, text};
-    return {State::kWarning,
-            fmt::format("{}; {} multicast packets of all kinds reached this machine meanwhile", text, packets)};
+    return {
+        State::kWarning,
+        fmt::format("{}; {} multicast packets of all kinds reached this machine meanwhile: run this as root to "
+                    "see whether the stream is among them",
+                    text, examination.Grown("IpExt.InMcastPkts"))};
 }
