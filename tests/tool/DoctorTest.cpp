@@ -67,7 +67,7 @@ void Shell(const std::string& commands) {
 nlohmann::json Examine(const Row& row) {
     const Machine client;
     const Machine server;
-    Shell("for i in 1 2; do ip link add s$i type veth peer name c$i netns /proc/$PPID/fd/" +
+    Shell("for i in 1 2; do ip link add s$i type veth peer name receiving$i netns /proc/$PPID/fd/" +
           std::to_string(client.own.handle) +
           "; ip address add 10.9.$i.1/24 dev s$i; ip link set s$i up; done; ip link set lo up; ip route add "
           "239.0.0.0/8 dev s1");
@@ -77,8 +77,8 @@ nlohmann::json Examine(const Row& row) {
     const sockaddr_in group = At("239.239.239.52", 5231);
     EXPECT_EQ(connect(sender.handle, reinterpret_cast<const sockaddr*>(&group), sizeof group), 0);
     client.own.Enter();
-    Shell("for i in 1 2; do ip address add 10.9.$i.2/24 dev c$i; ip link set c$i up; done");
-    Shell("ip route add 239.0.0.0/8 dev c1; " + row.faults);
+    Shell("for i in 1 2; do ip address add 10.9.$i.2/24 dev receiving$i; ip link set receiving$i up; done");
+    Shell("ip route add 239.0.0.0/8 dev receiving1; " + row.faults);
     const Socket holder(At("0.0.0.0", row.port == Row::kFree ? 0 : 5231), row.port == Row::kListening);
     const std::jthread stream([&](const std::stop_token& stop) {
         for (; !stop.stop_requested(); std::this_thread::sleep_for(std::chrono::milliseconds(5)))
@@ -104,7 +104,9 @@ TEST(Doctor, NamesWhatKeepsAClientFromTheStream) {
         {.cause = "unknown-name", .said = "no.such.invalid", .name = "no.such.invalid"},
         {.cause = "no-route-to-server", .said = "no route", .name = "10.8.0.1"},
         {.cause = "no-route-to-group", .said = "no route", .faults = "ip route del 239.0.0.0/8"},
-        {.cause = "no-multicast-on-interface", .said = "c1", .faults = "ip link set c1 multicast off"},
+        {.cause = "no-multicast-on-interface",
+         .said = "receiving1",
+         .faults = "ip link set receiving1 multicast off"},
         {.cause = "server-silent", .said = "port 5230 of 10.9.1.1", .server = {}},
         {.cause = "version-refused", .said = "3.0.1.7", .server = "--refuse --server-version 3.0.1.7"},
         {.cause = "port-held", .said = "5231", .port = Row::kHeld},
@@ -114,11 +116,11 @@ TEST(Doctor, NamesWhatKeepsAClientFromTheStream) {
          .said = "[1-9][0-9]* datagrams of the stream reached this machine.* 1 rule ",
          .faults = "nft 'table ip t { chain c { type filter hook input priority 0; udp dport 5231 drop; }; }'"},
         {.cause = "wrong-interface",
-         .said = "c2, the library joins on c1",
+         .said = "receiving2, the library joins on receiving1",
          .server = "--ttl 1 --interface 10.9.2.1"},
         {.cause = "reverse-path-filter",
-         .said = "the filter of c2 dropped",
-         .faults = "ip address flush dev c2; echo 1 >/proc/sys/net/ipv4/conf/c2/rp_filter",
+         .said = "the filter of receiving2 dropped",
+         .faults = "ip address flush dev receiving2; echo 1 >/proc/sys/net/ipv4/conf/receiving2/rp_filter",
          .server = "--ttl 1 --interface 10.9.2.1"},
     });
     EXPECT_THAT(Output("doctor no.such.invalid", 1),
@@ -137,13 +139,17 @@ TEST(Doctor, WarnsOfWhatLosesSomeFrames) {
 TEST(Doctor, NamesWhatIsWrongWithTheStream) {
     // Drops the IP packets of which a bit of the mask is set among their fragment flags and offset.
     const std::string drop =
-        "; tc qdisc add dev c1 clsact; tc filter add dev c1 ingress protocol ip bpf da bytecode "
+        "; tc qdisc add dev receiving1 clsact; tc filter add dev receiving1 ingress protocol ip bpf da bytecode "
         "\"4,40 0 0 20,69 0 1 $MASK,6 0 0 2,6 0 0 4294967295\"";
     const std::string part[] = {Fragment(0, 1462, 3000), Fragment(1, 1462, 3000), Fragment(2, 76, 3000)};
     ExpectCauses({
         {.cause = "foreign-protocol", .said = "another protocol", .sent = {"\x51\xF8"s + part[0].substr(2)}},
         {.cause = "fragment-missing", .said = "fragment 1 of 0 to 2 never", .sent = {part[0], part[2]}},
         {.cause = "fragment-missing", .said = "fragment 2 of 0 to 2 never", .sent = {part[0], part[1]}},
+        {.cause = "message-never-complete", .sent = {Fragment(0, 1462, 1500), Fragment(1, 22, 1500)}},
+        {.cause = "other-version",
+         .said = "the latest of type 103 with 2500 bytes",
+         .sent = {Fragment(0, 1000, 2500), Fragment(1, 1000, 2500), Fragment(2, 500, 2500)}},
         {.cause = "fragments-out-of-order", .sent = {part[1], part[0], part[2]}},
         {.cause = "other-version", .said = "messages that are none", .sent = {Fragment(0, 60, 60)}},
         {.cause = "other-version", .said = "messages that are none", .sent = {Fragment(0, 60, 60, 203)}},

@@ -50,7 +50,8 @@ Client::~Client() {
 
 void Client::Connect() {
     const in_addr address = Resolve(m_server);
-    const int result = m_client.Initialize(m_server.data());
+    std::string dotted = ToText(address); // the name is not looked up again
+    const int result = m_client.Initialize(dotted.data());
     if (result == 0) return;
     std::string reason;
     {

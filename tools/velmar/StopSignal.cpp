@@ -1,5 +1,7 @@
 #include "StopSignal.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <csignal>
 #include <initializer_list>
@@ -8,12 +10,21 @@ namespace StopSignal {
 
 namespace {
 volatile std::sig_atomic_t g_arrived = 0;
+volatile std::sig_atomic_t g_endsAtOnce = 0;
 sigset_t g_whileWaiting; // the mask the program started with
+
+void OnSignal(int) {
+    g_arrived = 1;
+    if (g_endsAtOnce == 0) return;
+    constexpr char kLine[] = "velmar: stopped\n";
+    if (write(STDERR_FILENO, kLine, sizeof kLine - 1) >= 0) _exit(1);
+    _exit(1); // all the same
+}
 } // namespace
 
 void Install() {
     struct sigaction action {};
-    action.sa_handler = [](int) { g_arrived = 1; };
+    action.sa_handler = OnSignal;
     sigset_t held;
     sigemptyset(&held);
     for (const int signal : {SIGINT, SIGTERM}) {
@@ -21,6 +32,7 @@ void Install() {
         sigaddset(&held, signal);
     }
     pthread_sigmask(SIG_BLOCK, &held, &g_whileWaiting);
+    std::signal(SIGXFSZ, SIG_IGN);
 }
 
 bool Arrived() { return g_arrived != 0; }
@@ -39,6 +51,16 @@ void Poll(pollfd& descriptor, std::optional<std::chrono::nanoseconds> timeout) {
 void Sleep(std::chrono::nanoseconds duration) {
     pollfd nothing{-1, 0, 0};
     Poll(nothing, duration);
+}
+
+EndsAtOnce::EndsAtOnce() {
+    g_endsAtOnce = 1;
+    pthread_sigmask(SIG_SETMASK, &g_whileWaiting, &m_former);
+}
+
+EndsAtOnce::~EndsAtOnce() {
+    pthread_sigmask(SIG_SETMASK, &m_former, nullptr);
+    g_endsAtOnce = 0;
 }
 
 bool ArrivesNow() {

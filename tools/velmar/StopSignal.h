@@ -5,13 +5,14 @@
 #include <poll.h>
 
 #include <chrono>
+#include <csignal>
 #include <optional>
 #include <span>
 
 namespace StopSignal {
 
 // From here on both signals are held back except while the program waits in Poll. To be called before any
-// thread is started, so that all of them inherit it.
+// thread is started, so that all of them inherit it. A file that grows too long is an error like a full disk.
 void Install();
 
 bool Arrived();
@@ -26,6 +27,19 @@ void Poll(pollfd& descriptor, std::optional<std::chrono::nanoseconds> timeout);
 
 // Waits this long or until a signal arrives.
 void Sleep(std::chrono::nanoseconds duration);
+
+// While one exists, a signal ends the program at once, with a line and the code of a failure: for calls of the
+// system that may take long and cannot be waited for, when nothing would be lost.
+class EndsAtOnce {
+public:
+    EndsAtOnce();
+    ~EndsAtOnce();
+    EndsAtOnce(const EndsAtOnce&) = delete;
+    EndsAtOnce& operator=(const EndsAtOnce&) = delete;
+
+private:
+    sigset_t m_former;
+};
 
 } // namespace StopSignal
 

@@ -2,11 +2,13 @@
 // stream.
 #include <fmt/format.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <exception>
 #include <functional>
 #include <memory>
 #include <string>
+#include <system_error>
 
 #include "Commands.h"
 #include "HelpFormat.h"
@@ -58,6 +60,11 @@ void CheckCommand(const CLI::App& app, int argc, char** argv) {
     throw UsageError(fmt::format("no command '{}': it takes one of {}", wanted, known));
 }
 
+void CheckOutput() {
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+        throw std::system_error(errno, std::generic_category(), "the standard output cannot be written");
+}
+
 int Run(int argc, char** argv) {
     CLI::App app("Simulates a motion-capture server, and looks at, records and replays running streams.",
                  "velmar");
@@ -78,6 +85,7 @@ int Run(int argc, char** argv) {
     try {
         CheckCommand(app, argc, argv);
         app.parse(argc, argv);
+        CheckOutput();
     } catch (const CLI::Success& asked) { // for the help or the version
         return app.exit(asked);
     } catch (const CLI::ParseError& error) {

@@ -3,11 +3,32 @@
 #include <fmt/format.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <stdexcept>
 #include <system_error>
 
+#include "StopSignal.h"
+
+namespace {
+
+// Files state whatever they like: times before the epoch, and those that nanoseconds cannot count, are none.
+std::chrono::nanoseconds TimeOf(const timeval& stamp) {
+    constexpr std::int64_t kLatest = std::int64_t{1} << 33U; // some 272 years
+    // Seconds of 32 bits have no sign.
+    const std::int64_t seconds = stamp.tv_sec < 0 ? stamp.tv_sec + (std::int64_t{1} << 32U) : stamp.tv_sec;
+    if (seconds < 0 || seconds > kLatest || stamp.tv_usec < 0 || stamp.tv_usec >= 1'000'000'000) return {};
+    return std::chrono::seconds(seconds) + std::chrono::nanoseconds(stamp.tv_usec);
+}
+
+} // namespace
+
 CaptureFile::CaptureFile(std::string path) : m_path(std::move(path)) {
+    std::error_code ignored;
+    if (const auto kind = std::filesystem::status(m_path, ignored).type();
+        kind != std::filesystem::file_type::regular && kind != std::filesystem::file_type::not_found)
+        throw std::runtime_error(m_path + " is not a capture file: it is no regular file");
     std::FILE* const file = std::fopen(m_path.c_str(), "rbe");
     if (file == nullptr)
         throw std::runtime_error(
@@ -32,12 +53,12 @@ std::optional<CapturedDatagram> CaptureFile::Next() {
     pcap_pkthdr* record = nullptr;
     const u_char* bytes = nullptr;
     int result = 0;
+    constexpr unsigned int kRecordsBetweenLooks = 256;
+    if (++m_records % kRecordsBetweenLooks == 0 && StopSignal::ArrivesNow()) return std::nullopt;
     while ((result = pcap_next_ex(m_file.get(), &record, &bytes)) == 1) {
         const auto packet = Ipv4PacketIn(pcap_datalink(m_file.get()), {bytes, record->caplen});
-        auto datagram = packet ? m_input.Take(*packet) : std::nullopt;
-        if (!datagram) continue;
-        datagram->time = std::chrono::seconds(record->ts.tv_sec) + std::chrono::nanoseconds(record->ts.tv_usec);
-        return datagram;
+        if (auto datagram = packet ? m_input.Take(*packet, TimeOf(record->ts)) : std::nullopt) return datagram;
+        if (++m_records % kRecordsBetweenLooks == 0 && StopSignal::ArrivesNow()) return std::nullopt;
     }
     if (result == PCAP_ERROR) m_error = pcap_geterr(m_file.get());
     return std::nullopt;

@@ -13,10 +13,11 @@
 
 class CaptureFile {
 public:
-    // Throws std::runtime_error naming the path and what is wrong with the file.
+    // Throws std::runtime_error naming the path and what is wrong with the file. It is read more than once, so it
+    // must be a file that can be.
     explicit CaptureFile(std::string path);
 
-    // The next UDP datagram over IPv4; nothing at the end of what can be read.
+    // The next UDP datagram over IPv4; nothing at the end of what can be read, and when a signal arrives.
     std::optional<CapturedDatagram> Next();
 
     // After the end: a line that says what is wrong with the file; empty for a sound one.
@@ -31,6 +32,7 @@ private:
     std::unique_ptr<pcap_t, Release> m_file;
     Ipv4Input m_input;
     std::string m_error;
+    unsigned int m_records = 0;
 };
 
 #endif

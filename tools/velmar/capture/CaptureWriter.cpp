@@ -11,6 +11,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "StopSignal.h"
 #include "wire/UdpSocket.h"
 
 namespace {
@@ -76,12 +77,17 @@ udphdr UdpHeader(const CapturedDatagram& datagram) {
     return header;
 }
 
+std::FILE* Open(const std::string& path) {
+    const StopSignal::EndsAtOnce pipesWaitForAReader;
+    return std::fopen(path.c_str(), "wbe");
+}
+
 } // namespace
 
 CaptureWriter::CaptureWriter(std::string path)
     : m_path(std::move(path)),
       m_format(pcap_open_dead_with_tstamp_precision(DLT_IPV4, kLargestPacket, PCAP_TSTAMP_PRECISION_NANO)) {
-    std::FILE* const file = m_format ? std::fopen(m_path.c_str(), "wbe") : nullptr;
+    std::FILE* const file = m_format ? Open(m_path) : nullptr;
     if (file == nullptr)
         throw std::runtime_error(
             fmt::format("{} cannot be written: {}", m_path, std::generic_category().message(errno)));
@@ -94,9 +100,11 @@ CaptureWriter::CaptureWriter(std::string path)
 }
 
 CaptureWriter::~CaptureWriter() {
+    const int handle = m_file ? dup(fileno(pcap_dump_file(m_file.get()))) : -1;
     m_file.reset();
     // Closing may have written another part of what did not fit.
-    if (m_failed && truncate(m_path.c_str(), m_size) != 0) return; // not a file with a length
+    if (m_failed && ftruncate(handle, m_size) != 0) m_failed = false; // not a file with a length
+    close(handle);
 }
 
 void CaptureWriter::Write(const CapturedDatagram& datagram) {

@@ -69,7 +69,7 @@ std::optional<Bytes> Ipv4PacketIn(int linkType, Bytes packet) {
     return packet;
 }
 
-std::optional<CapturedDatagram> Ipv4Input::Take(Bytes packet) {
+std::optional<CapturedDatagram> Ipv4Input::Take(Bytes packet, std::chrono::nanoseconds time) {
     if (packet.size() < sizeof(iphdr)) return std::nullopt;
     const auto ip = CopyOut<iphdr>(packet);
     const std::size_t headerSize = std::size_t{4} * ip.ihl;
@@ -81,28 +81,31 @@ std::optional<CapturedDatagram> Ipv4Input::Take(Bytes packet) {
         return std::nullopt;
     }
     const unsigned int fragment = ntohs(ip.frag_off);
-    const auto joined = Join({ip.saddr, ip.daddr, ip.id}, std::size_t{8} * (fragment & IP_OFFMASK),
+    const auto joined = Join({{ip.saddr, ip.daddr, ip.id}, time, {}, {}}, std::size_t{8} * (fragment & IP_OFFMASK),
                              (fragment & IP_MF) != 0, packet.subspan(headerSize, totalSize - headerSize));
     if (!joined || joined->size() < sizeof(udphdr)) return std::nullopt;
     const auto udp = CopyOut<udphdr>(*joined);
     const std::size_t length = ntohs(udp.len);
     if (length < sizeof udp || length > joined->size()) return std::nullopt;
     const Bytes payload = Bytes(*joined).subspan(sizeof udp, length - sizeof udp);
-    return CapturedDatagram{{},
+    return CapturedDatagram{time,
                             MakeAddress({ip.saddr}, ntohs(udp.source)),
                             MakeAddress({ip.daddr}, ntohs(udp.dest)),
                             {payload.begin(), payload.end()}};
 }
 
-std::optional<std::vector<unsigned char>> Ipv4Input::Join(const Key& key, std::size_t offset, bool more,
+std::optional<std::vector<unsigned char>> Ipv4Input::Join(const Partial& begun, std::size_t offset, bool more,
                                                           Bytes part) {
     std::vector<unsigned char> bytes(part.begin(), part.end());
     if (offset == 0 && !more) return bytes;
+    m_partials.remove_if([&](const Partial& old) {
+        return old.time > begun.time + kPatience || old.time + kPatience < begun.time;
+    });
     auto partial = std::find_if(m_partials.begin(), m_partials.end(),
-                                [&](const Partial& candidate) { return candidate.key == key; });
+                                [&](const Partial& candidate) { return candidate.key == begun.key; });
     if (partial == m_partials.end()) {
         if (m_partials.size() == kMaxPartials) m_partials.pop_front();
-        partial = m_partials.insert(m_partials.end(), Partial{key, {}, {}});
+        partial = m_partials.insert(m_partials.end(), begun);
     }
     if (!more) partial->size = offset + bytes.size();
     partial->parts[offset] = std::move(bytes);

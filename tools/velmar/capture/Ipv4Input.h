@@ -19,9 +19,9 @@ bool IsKnownLinkType(int linkType);
 // Puts IPv4 fragments together, in whatever order they come.
 class Ipv4Input {
 public:
-    // The datagram that this packet completes, without its time. Checksums are not looked at: where they were
-    // captured, the network card may not have filled them in yet.
-    std::optional<CapturedDatagram> Take(Bytes packet);
+    // The datagram that this packet, captured at this time, completes. Checksums are not looked at: where they
+    // were captured, the network card may not have filled them in yet.
+    std::optional<CapturedDatagram> Take(Bytes packet, std::chrono::nanoseconds time);
 
     // UDP packets of which the capture holds only a part.
     long long CutPackets() const { return m_cutPackets; }
@@ -31,13 +31,17 @@ private:
     using Key = std::tuple<std::uint32_t, std::uint32_t, std::uint16_t>;
     struct Partial {
         Key key;
+        std::chrono::nanoseconds time;                           // of the first piece that came
         std::map<std::size_t, std::vector<unsigned char>> parts; // by offset
         std::optional<std::size_t> size;                         // known with the last fragment
     };
 
     static constexpr std::size_t kMaxPartials = 64; // the oldest gives way
+    // Identifications come round: what is older than this has lost a piece, and waits for one of another packet.
+    static constexpr std::chrono::seconds kPatience{1};
 
-    std::optional<std::vector<unsigned char>> Join(const Key& key, std::size_t offset, bool more, Bytes part);
+    std::optional<std::vector<unsigned char>> Join(const Partial& begun, std::size_t offset, bool more,
+                                                   Bytes part);
 
     std::list<Partial> m_partials; // the oldest first
     long long m_cutPackets = 0;

@@ -12,12 +12,8 @@
 
 namespace {
 
-bool IsCommand(const CapturedDatagram& datagram) {
-    const in_port_t port = htons(kDefaultCommandPort);
-    return datagram.from.sin_port == port || datagram.to.sin_port == port;
-}
+bool IsAnswer(const CapturedDatagram& datagram) { return datagram.from.sin_port == htons(kDefaultCommandPort); }
 
-// Requests have the type of their answers, but no body.
 void KeepAnswer(Message& message, Recording& recording) {
     if (message.payload.empty()) return;
     if (message.type == PackageType_DataDescriptions) recording.descriptions = std::move(message.payload);
@@ -37,25 +33,26 @@ bool IsStream(const CapturedDatagram& datagram) {
 Recording Survey(const std::string& path) {
     Recording recording;
     CaptureFile file(path);
-    MessageJoiner joiner;
+    MessageJoiner frames; // a server may send all it has from one port
+    MessageJoiner answers;
     std::optional<std::chrono::nanoseconds> first;
     while (const auto datagram = file.Next()) {
-        if (StopSignal::ArrivesNow()) throw std::runtime_error("stopped before the end of " + path);
         const bool stream = IsStream(*datagram);
-        if (!stream && !IsCommand(*datagram)) continue;
+        if (!stream && !IsAnswer(*datagram)) continue;
         if (stream) {
             ++recording.datagrams;
             if (!first) first = datagram->time;
             recording.duration = std::max(recording.duration, datagram->time - *first);
         }
         std::string problem;
-        auto message = joiner.Take(datagram->from, datagram->payload, problem);
+        auto message = (stream ? frames : answers).Take(datagram->from, datagram->payload, problem);
         if (!message) continue;
         if (!stream)
             KeepAnswer(*message, recording);
         else if (message->type == PackageType_Frame)
             ++recording.frames;
     }
+    if (StopSignal::Arrived()) throw std::runtime_error("stopped before the end of " + path);
     recording.damage = file.Damage();
     if (recording.frames == 0)
         throw std::runtime_error(recording.damage.empty()

@@ -1,10 +1,13 @@
 #include "doctor/Observation.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cstring>
 
 #include "AppDataModel.h"
 #include "StopSignal.h"
+#include "wire/Addresses.h"
 
 void Observation::Listen(UdpSocket& socket, std::chrono::nanoseconds duration) {
     using Clock = std::chrono::steady_clock;
@@ -31,6 +34,8 @@ std::vector<unsigned int> Observation::MissingFragments() const {
 void Observation::Add(const sockaddr_in& from, unsigned int interface, Bytes datagram) {
     ++datagrams;
     ++byInterface[interface];
+    constexpr std::size_t kMostSenders = 8; // whoever forges addresses fills no memory
+    if (senders.size() < kMostSenders) senders.insert(ToText(from));
     largest = std::max(largest, datagram.size());
     tagPackageHeader header{};
     std::memcpy(&header, datagram.data(), std::min(datagram.size(), kPackageHeaderSize));
@@ -56,5 +61,7 @@ void Observation::AddMessage(const Message& message) {
                          model.DecodeMocap(message.payload.data(),
                                            static_cast<unsigned int>(message.payload.size()), length, frame) == 0;
     model.ReleaseMocap(frame);
+    longest = std::max(longest, message.payload.size());
     ++(isFrame ? frames : otherMessages);
+    if (!isFrame) latestOther = fmt::format("type {} with {} bytes", message.type, message.payload.size());
 }

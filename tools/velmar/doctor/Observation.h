@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <map>
+#include <set>
 
 #include "wire/Messages.h"
 
@@ -22,7 +23,10 @@ public:
     long long broken = 0;        // that did not continue a message
     long long frames = 0;        // whole ones
     long long otherMessages = 0; // whole ones that are no frame or cannot be decoded
-    std::size_t largest = 0;     // bytes of a datagram
+    std::string latestOther;     // of those
+    std::size_t longest = 0;     // payload bytes of a whole one
+    std::set<std::string> senders;
+    std::size_t largest = 0; // bytes of a datagram
     std::map<unsigned int, long long> byInterface;
     std::map<unsigned int, long long> byFragment;
     unsigned int fragmentsOfLongest = 0;

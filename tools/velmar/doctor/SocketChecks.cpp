@@ -37,7 +37,7 @@ Finding CheckMembership(Examination& examination) {
     const std::string name = InterfaceName(examination.groupInterface);
     const bool joined = Set(examination.data, IPPROTO_IP, IP_ADD_MEMBERSHIP, ip_mreqn{group, {}, 0}) == 0;
     const std::string reason = joined ? "the system does not list it" : std::generic_category().message(errno);
-    if (!joined || !IsMember(name, group))
+    if (!joined || IsMember(name, group) == false)
         return {State::kFailure, fmt::format("{} cannot be joined on {}: {}", ToText(group), name, reason),
                 "no-membership",
                 fmt::format("ip link set {} up multicast on; sysctl -w "

@@ -1,5 +1,6 @@
 // What the datagrams on the data port are.
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "Routes.h"
 #include "doctor/Checks.h"
@@ -27,8 +28,11 @@ Finding CheckArrivals(Examination& examination) {
     if (seen.datagrams == 0)
         return {State::kWarning,
                 fmt::format("no datagram on port {} within {} s", kDefaultDataPort, kObservation.count())};
-    return {State::kOk, fmt::format("{} datagrams within {} s, the largest of {} bytes", seen.datagrams,
-                                    kObservation.count(), seen.largest)};
+    const std::string text =
+        fmt::format("{} datagrams within {} s, the largest of {} bytes, from {}", seen.datagrams,
+                    kObservation.count(), seen.largest, fmt::join(seen.senders, ", "));
+    if (seen.senders.size() == 1) return {State::kOk, text};
+    return {State::kWarning, text + ": two servers that stream at once break each other's frames"};
 }
 
 Finding CheckInterface(Examination& examination) {
@@ -62,8 +66,12 @@ Finding CheckMessageFragments(Examination& examination) {
     const std::vector<unsigned int> missing = seen.MissingFragments();
     const std::string text =
         fmt::format("{} of {} datagrams did not continue a message", seen.broken, seen.datagrams);
-    if (seen.frames > 0 || (seen.broken == 0 && missing.empty()))
+    if (seen.frames + seen.otherMessages > 0 || seen.foreign == seen.datagrams)
         return {seen.broken == 0 ? State::kOk : State::kWarning, text};
+    if (missing.empty() && seen.broken == 0)
+        return {State::kFailure, "they continue each other, and never reach the length that they state",
+                "message-never-complete",
+                "let the server state the payload bytes of the whole message in the header of each datagram"};
     if (missing.empty())
         return {
             State::kFailure, text, "fragments-out-of-order",
@@ -83,8 +91,12 @@ Finding CheckFrames(Examination& examination) {
     const std::string text = fmt::format("{} whole frames", seen.frames);
     if (seen.frames > 0) return {State::kOk, text};
     if (seen.otherMessages > 0)
-        return {State::kFailure, fmt::format("{}, {} messages that are none", text, seen.otherMessages),
-                "other-version", "use the version of the library that belongs to the server that streams"};
+        return {State::kFailure,
+                fmt::format("{}, {} messages that are none, the latest of {}", text, seen.otherMessages,
+                            seen.latestOther),
+                "other-version",
+                "use the version of the library that belongs to the server that streams; whoever writes a server "
+                "compares its frames with docs/protocol.md"};
     return {
         State::kFailure, text, "no-stream",
         fmt::format("see whether the server streams, and to {}:{}; whether a switch on the way keeps multicast "

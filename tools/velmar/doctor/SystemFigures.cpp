@@ -58,14 +58,15 @@ std::vector<Interface> MulticastInterfaces() {
     return interfaces;
 }
 
-bool IsMember(const std::string& interface, in_addr group) {
+std::optional<bool> IsMember(const std::string& interface, in_addr group) {
     std::ifstream file("/proc/net/igmp");
+    if (!file) return std::nullopt;
     const std::string wanted = fmt::format("{:08X}", group.s_addr);
     std::string current;
     for (std::string line, first, second; std::getline(file, line);) {
         std::istringstream(line) >> first >> second;
         if (line.front() != '\t' && line.front() != ' ')
-            current = second; // a line of an interface
+            current = second.substr(0, second.find(':')); // a line of an interface; a long name touches the colon
         else if (first == wanted && current == interface)
             return true;
     }

@@ -5,6 +5,7 @@
 #include <netinet/in.h>
 
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,8 +21,8 @@ struct Interface {
 // Those that are up and carry multicast, and the loopback interface.
 std::vector<Interface> MulticastInterfaces();
 
-// Whether this host is a member of the group on this interface.
-bool IsMember(const std::string& interface, in_addr group);
+// Whether this host is a member of the group on this interface; nothing when the system does not tell.
+std::optional<bool> IsMember(const std::string& interface, in_addr group);
 
 // Datagrams that the sockets on this port had no room for.
 long long DropsOnPort(int port);

@@ -42,7 +42,7 @@ public:
         : m_options(options),
           m_names(recording),
           m_tables(m_names),
-          m_files(options.directory,
+          m_files(options.file, options.directory,
                   options.format == "csv" ? FrameFiles::Format::kCsv : FrameFiles::Format::kJson,
                   m_tables.Tables()) {
         m_plates.InitPlateManager(m_names.list.get());
@@ -54,14 +54,17 @@ public:
         MessageJoiner joiner;
         std::string problem;
         while (const auto datagram = file.Next()) {
-            if (StopSignal::ArrivesNow()) throw std::runtime_error("stopped before the end of " + m_options.file);
             if (!IsStream(*datagram)) continue;
             const auto message = joiner.Take(datagram->from, datagram->payload, problem);
             if (message && message->type == PackageType_Frame) Add(message->payload, datagram->time);
         }
+        if (StopSignal::Arrived()) throw std::runtime_error("stopped before the end of " + m_options.file);
         m_files.Close();
-        return fmt::format("{} frames exported into {}{}", m_exported, m_options.directory,
-                           m_undecodable == 0 ? "" : fmt::format(", {} could not be decoded", m_undecodable));
+        std::string summary =
+            fmt::format("{} frames exported into {}{}", m_exported, m_options.directory,
+                        m_undecodable == 0 ? "" : fmt::format(", {} could not be decoded", m_undecodable));
+        if (m_exported == 0) throw std::runtime_error(summary);
+        return summary;
     }
 
 private:
@@ -114,7 +117,8 @@ void AddExport(CLI::App& app, int& exitCode) {
         ->type_name("DIRECTORY");
     command->footer(
         "Examples:\n  $ velmar export walk.pcap --format csv -o walk\n\n"
-        "Units stand in the names of columns and members; the server's length unit counts as a metre. Of "
-        "the\nforce plates, what the first frame reads is taken as the unloaded reading.");
+        "Units stand in the names of columns and members; the server's length unit counts as a metre. What is no\n"
+        "number is an empty field, or null. What the first force plate of the first frame reads is taken as the\n"
+        "unloaded reading of every plate; analog channels are those behind the channels of the plates.");
     command->callback([options, &exitCode] { exitCode = Run(*options); });
 }

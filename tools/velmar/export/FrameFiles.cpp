@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <cerrno>
+#include <cmath>
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
@@ -13,6 +14,8 @@ constexpr auto kReplaceErrors = nlohmann::detail::error_handler_t::replace; // n
 
 // Text is quoted where it would be taken for more than one field.
 std::string Field(const Value& value) {
+    if (value.is_number_float() && !std::isfinite(value.get<float>())) return {};
+    if (value.is_null()) return {};
     if (!value.is_string()) return value.dump();
     const auto& text = value.get_ref<const std::string&>();
     if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
@@ -40,17 +43,24 @@ void OutputFile::Fail() const {
         fmt::format("{} cannot be written: {}", m_path, std::generic_category().message(errno)));
 }
 
-FrameFiles::FrameFiles(const std::string& directory, Format format, const std::vector<Table>& tables)
+FrameFiles::FrameFiles(const std::string& input, const std::string& directory, Format format,
+                       const std::vector<Table>& tables)
     : m_format(format) {
     std::error_code error;
     std::filesystem::create_directories(directory, error);
     if (error) throw std::runtime_error(fmt::format("{} cannot be made: {}", directory, error.message()));
+    const auto add = [&](const std::string& name) -> OutputFile& {
+        const std::string path = directory + "/" + name;
+        if (std::filesystem::equivalent(path, input, error))
+            throw std::runtime_error(path + " is the recording itself: name another directory");
+        return m_files.emplace_back(path);
+    };
     if (format == Format::kJson) {
-        m_files.emplace_back(directory + "/frames.jsonl");
+        add("frames.jsonl");
         return;
     }
     for (const Table& table : tables) {
-        OutputFile& file = m_files.emplace_back(fmt::format("{}/{}.csv", directory, table.name));
+        OutputFile& file = add(table.name + ".csv");
         file.Write(fmt::format("frame_number,arrival_s,timecode,{}\n", fmt::join(table.columns, ",")));
     }
 }

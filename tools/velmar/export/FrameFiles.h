@@ -40,7 +40,9 @@ class FrameFiles {
 public:
     enum class Format { kCsv, kJson };
 
-    FrameFiles(const std::string& directory, Format format, const std::vector<Table>& tables);
+    // Makes the directory if need be. Throws std::runtime_error, also before it would overwrite the input.
+    FrameFiles(const std::string& input, const std::string& directory, Format format,
+               const std::vector<Table>& tables);
 
     void Add(const FrameHead& head, const std::vector<Table>& tables);
     void Close();

@@ -30,10 +30,12 @@ int Run(const Options& options) {
         throw std::runtime_error(
             fmt::format("TEXT: {} bytes are more than the {} of a message", payload.size(), kMaxMessageSize));
     CutMessage(PackageType_Command, sequence, payload, [&](Bytes part) { return socket.SendTo(server, part); });
-    const auto reply = AwaitReply(socket, sequence, kPatience);
+    std::string other;
+    const auto reply = AwaitReply(socket, sequence, kPatience, other);
     if (!reply)
-        throw std::runtime_error(fmt::format("no reply from {} within {} s, over {}", ToText(server),
-                                             kPatience.count(), RouteTo(server.sin_addr)));
+        throw std::runtime_error(fmt::format("no reply from {} within {} s, over {}{}", ToText(server),
+                                             kPatience.count(), RouteTo(server.sin_addr),
+                                             other.empty() ? "" : ", but " + other));
     const auto* const text = reinterpret_cast<const char*>(reply->payload.data());
     fmt::print("{}\n", std::string_view(text, strnlen(text, reply->payload.size())));
     return kSuccess;

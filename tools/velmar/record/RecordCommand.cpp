@@ -8,6 +8,7 @@
 #include <memory>
 #include <random>
 #include <stdexcept>
+#include <utility>
 
 #include "Commands.h"
 #include "Routes.h"
@@ -23,8 +24,10 @@ using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 using namespace std::chrono_literals;
 
-constexpr auto kPatience = 5s; // for an answer, and for a first frame
-constexpr int kAttempts = 3;   // at a request within the patience: datagrams get lost
+constexpr auto kPatience = 5s;             // for an answer, and for a first frame
+constexpr int kAttempts = 3;               // at a request within the patience: datagrams get lost
+constexpr int kAtATime = 256;              // datagrams, until the clock and the signals are looked at
+constexpr std::size_t kMostAnswers = 4096; // datagrams; three answers of the largest size are 768
 
 struct Options {
     std::string server;
@@ -56,19 +59,27 @@ public:
             AskFor(PackageType_ServerDescription, "its description");
             AskFor(PackageType_DataDescriptions, "its data descriptions");
         }
-        m_file.emplace(m_options.file); // an earlier recording goes only when there is something to record
-        for (const CapturedDatagram& datagram : m_answers) m_file->Write(datagram);
         if (!StopSignal::Arrived()) Follow();
         if (m_frames == 0 && !StopSignal::Arrived())
-            throw std::runtime_error(fmt::format("no frame arrived from {} within {:g} s: {} joined, over {}",
+            throw std::runtime_error(fmt::format("no frame arrived from {} within {:.1f} s: {} joined, over {}",
                                                  m_options.server, Elapsed().count(), ToText(GroupAddress()),
                                                  RouteTo(GroupAddress().sin_addr)));
         if (m_frames == 0) throw std::runtime_error("stopped before a frame arrived");
-        fmt::print("{}{}: {}\n", m_terminal ? "\r\033[K" : "", m_options.file, State());
+        ClearProgress();
+        fmt::print("{}: {}\n", m_options.file, State());
         return kSuccess;
     }
 
+    ~Recorder() { ClearProgress(); } // before whatever is said about a failure
+    Recorder(const Recorder&) = delete;
+    Recorder& operator=(const Recorder&) = delete;
+
 private:
+    void ClearProgress() {
+        if (std::exchange(m_shown, false)) fmt::print("\r\033[K");
+        std::fflush(stdout);
+    }
+
     void AskForVersion() {
         const auto reply = Ask(PackageType_VersionRequest, PackageType_VersionReply, VersionRequest());
         if (!reply && StopSignal::Arrived()) throw std::runtime_error("stopped before a frame arrived");
@@ -114,11 +125,15 @@ private:
     }
 
     std::optional<Message> TakeAnswer() {
-        while (const auto arrival = m_commands.ReceiveStamped(m_datagram)) {
+        for (int i = 0; i < kAtATime; ++i) {
+            const auto arrival = m_commands.ReceiveStamped(m_datagram);
+            if (!arrival) break;
             const Bytes bytes(m_datagram, arrival->size);
-            m_answers.push_back({arrival->time, arrival->from, m_local, {bytes.begin(), bytes.end()}});
             std::string problem;
-            if (auto message = m_joiner.Take(arrival->from, bytes, problem)) return message;
+            auto message = m_joiner.Take(arrival->from, bytes, problem);
+            if (problem.empty() && m_answers.size() < kMostAnswers)
+                m_answers.push_back({arrival->time, arrival->from, m_local, {bytes.begin(), bytes.end()}});
+            if (message) return message;
         }
         return std::nullopt;
     }
@@ -126,9 +141,7 @@ private:
     void Follow() {
         m_stream.StampArrivals();
         m_stream.JoinGroup(GroupAddress());
-        m_answers.clear();
         Send(PackageType_Hello, 0, {reinterpret_cast<const unsigned char*>(kHelloText), sizeof kHelloText});
-        m_file->Write(m_answers.back());
         m_start = Clock::now();
         Seconds shown(0);
         while (!StopSignal::Arrived() && !Finished()) {
@@ -139,6 +152,7 @@ private:
             TakeStream();
             if (!m_terminal || Elapsed() < shown + Seconds(1)) continue;
             shown = Elapsed();
+            m_shown = true;
             fmt::print("\r\033[K{}: {}", m_options.file, State());
             std::fflush(stdout);
         }
@@ -150,13 +164,19 @@ private:
         return m_frames == 0 && Elapsed() >= kPatience;
     }
 
+    // An earlier recording goes only when there is something to record.
+    void Begin() {
+        m_file.emplace(m_options.file);
+        for (const CapturedDatagram& datagram : m_answers) m_file->Write(datagram);
+    }
+
     // Some of what waits: the clock and the signals want to be looked at too.
     void TakeStream() {
-        constexpr int kAtATime = 256;
         for (int i = 0; i < kAtATime && !(m_options.frames && m_frames >= *m_options.frames); ++i) {
             const auto arrival = m_stream.ReceiveStamped(m_datagram);
             if (!arrival) return;
             const Bytes bytes(m_datagram, arrival->size);
+            if (!m_file) Begin();
             m_file->Write({arrival->time, arrival->from, GroupAddress(), {bytes.begin(), bytes.end()}});
             ++m_datagrams;
             m_lost = arrival->lost.value_or(m_lost);
@@ -170,7 +190,7 @@ private:
 
     std::string State() const {
         return fmt::format("{} frames in {:.2f} s, {} datagrams, {:.1f} MB{}", m_frames, Elapsed().count(),
-                           m_datagrams, static_cast<double>(m_file->Size()) / 1e6,
+                           m_datagrams, m_file ? static_cast<double>(m_file->Size()) / 1e6 : 0,
                            m_lost > 0 ? fmt::format("; {} datagrams came too fast and were lost", m_lost) : "");
     }
 
@@ -188,6 +208,7 @@ private:
     long long m_frames = 0;
     long long m_datagrams = 0;
     std::uint32_t m_lost = 0;
+    bool m_shown = false; // a line of progress
     bool m_terminal = isatty(STDOUT_FILENO) != 0;
 };
 

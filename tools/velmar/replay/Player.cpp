@@ -5,7 +5,8 @@
 Player::Player(std::string path, const Recording& recording, const Options& options)
     : m_path(std::move(path)),
       m_options(options),
-      m_pause(recording.duration / std::max(recording.frames - 1, 1LL)),
+      m_pause(std::max<std::chrono::nanoseconds>(recording.duration / std::max(recording.frames - 1, 1LL),
+                                                 std::chrono::milliseconds(1))),
       m_file(m_path),
       m_next(ReadStream()),
       m_outlet(options.interface, options.interface ? 1 : 0) {}
@@ -16,8 +17,10 @@ void Player::Start(Clock::time_point now) {
 }
 
 Player::Clock::time_point Player::Deadline() const {
+    constexpr std::chrono::hours kLongest(24 * 365); // slowed down, it might not be countable
     const std::chrono::duration<double, std::nano> since = m_next->time - m_origin;
-    return m_start + std::chrono::duration_cast<Clock::duration>(since / m_options.speed);
+    return m_start + std::chrono::duration_cast<Clock::duration>(
+                         std::min<std::chrono::duration<double, std::nano>>(since / m_options.speed, kLongest));
 }
 
 void Player::Send() {
@@ -46,8 +49,9 @@ void Player::Advance() {
     const auto before = m_next->time;
     const auto due = Deadline();
     m_next = ReadStream();
-    // Clocks are set back: then nothing tells how long it took.
-    if (m_next && m_next->time < before) Start(due);
+    // Clocks are set: then nothing tells how long it took.
+    constexpr std::chrono::hours kLongestPause(1);
+    if (m_next && (m_next->time < before || m_next->time - before > kLongestPause)) Start(due);
     if (m_next || !m_options.loop) return;
     m_file.emplace(m_path);
     m_next = ReadStream();

@@ -18,6 +18,8 @@ namespace {
 
 using Clock = Player::Clock;
 
+constexpr int kRequestsAtATime = 64; // then the stream and the signals are looked at
+
 struct Options {
     std::string file;
     Player::Options player;
@@ -103,7 +105,9 @@ private:
     void AnswerAll() {
         unsigned char datagram[65536];
         sockaddr_in from{};
-        while (const auto size = m_commands.Receive(datagram, from)) {
+        for (int i = 0; i < kRequestsAtATime; ++i) {
+            const auto size = m_commands.Receive(datagram, from);
+            if (!size) return;
             std::string problem;
             const auto message = m_joiner.Take(from, {datagram, *size}, problem);
             const auto answer = message ? Answer(*message) : std::nullopt;

@@ -64,7 +64,10 @@ void CaptureServer::AwaitNext() {
 void CaptureServer::AnswerAll() {
     unsigned char datagram[65536];
     sockaddr_in from{};
-    while (const auto size = m_commands.Receive(datagram, from)) {
+    constexpr int kAtATime = 64; // then the stream and the signals are looked at
+    for (int i = 0; i < kAtATime; ++i) {
+        const auto size = m_commands.Receive(datagram, from);
+        if (!size) return;
         std::string report;
         const auto message = m_joiner.Take(from, {datagram, *size}, report);
         if (!report.empty()) Say(fmt::format("{}: ignored a datagram: {}", ToText(from), report));

@@ -27,13 +27,13 @@ struct Options {
     bool verbose = false;
 };
 
-std::string WhyNothing(const std::string& server) {
+std::string WhyNothing(const std::string& server, Seconds waited) {
     const sockaddr_in group = GroupAddress();
     return fmt::format(
-        "No frame arrived within {:g} s.\n"
+        "No frame arrived within {:.2g} s.\n"
         "Tried: {} answered on port {}; joined the group {}, over {}.\n"
         "Check: velmar doctor {}",
-        kPatience.count(), server, kDefaultCommandPort, ToText(group), RouteTo(group.sin_addr), server);
+        waited.count(), server, kDefaultCommandPort, ToText(group), RouteTo(group.sin_addr), server);
 }
 
 class Watch {
@@ -49,13 +49,16 @@ public:
         m_display.Print(fmt::format("{}: version accepted", m_options.server));
         // A server without force plates, or one that does not describe itself, streams all the same.
         std::thread plates([this] { m_client->WaitForForcePlateInit(1); });
+        const auto start = Clock::now();
         Follow();
+        const Seconds waited = Clock::now() - start;
         m_client.Disconnect();
         plates.join();
         const StreamState state = m_statistics.State();
         if (state.frames == 0) {
-            fmt::print(stderr, "{}\n",
-                       StopSignal::Arrived() ? "Stopped before a frame arrived." : WhyNothing(m_options.server));
+            fmt::print(
+                stderr, "{}\n",
+                StopSignal::Arrived() ? "Stopped before a frame arrived." : WhyNothing(m_options.server, waited));
             return kFailure;
         }
         m_display.Print(Display::Summary(state));

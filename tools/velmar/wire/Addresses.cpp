@@ -7,6 +7,7 @@
 
 #include <stdexcept>
 
+#include "StopSignal.h"
 #include "TarvoWire.h"
 
 sockaddr_in GroupAddress() {
@@ -28,6 +29,7 @@ in_addr Resolve(const std::string& host) {
     wanted.ai_family = AF_INET;
     wanted.ai_socktype = SOCK_DGRAM;
     addrinfo* found = nullptr;
+    const StopSignal::EndsAtOnce unansweredQueriesTakeLong;
     if (const int error = getaddrinfo(host.c_str(), nullptr, &wanted, &found))
         throw std::runtime_error(
             fmt::format("'{}' is neither an IPv4 address nor a known host name ({})", host, gai_strerror(error)));

@@ -1,8 +1,12 @@
 #include "wire/Reply.h"
 
-#include "StopSignal.h"
+#include <fmt/format.h>
 
-std::optional<Message> AwaitReply(UdpSocket& socket, std::uint32_t sequence, std::chrono::nanoseconds patience) {
+#include "StopSignal.h"
+#include "wire/Addresses.h"
+
+std::optional<Message> AwaitReply(UdpSocket& socket, std::uint32_t sequence, std::chrono::nanoseconds patience,
+                                  std::string& other) {
     using Clock = std::chrono::steady_clock;
     MessageJoiner joiner;
     const auto deadline = Clock::now() + patience;
@@ -15,6 +19,8 @@ std::optional<Message> AwaitReply(UdpSocket& socket, std::uint32_t sequence, std
         while (const auto size = socket.Receive(datagram, from)) {
             auto message = joiner.Take(from, {datagram, *size}, problem);
             if (message && message->sequence == sequence) return message;
+            if (message) problem = fmt::format("a message of type {} to another request", message->type);
+            if (!problem.empty()) other = fmt::format("{} from {}", problem, ToText(from));
         }
     }
     return std::nullopt;

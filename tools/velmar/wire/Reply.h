@@ -6,7 +6,9 @@
 
 #include "wire/Messages.h"
 
-// The message with this sequence number; nothing when none comes within the patience or before a signal.
-std::optional<Message> AwaitReply(UdpSocket& socket, std::uint32_t sequence, std::chrono::nanoseconds patience);
+// The message with this sequence number; nothing when none comes within the patience or before a signal. `other`
+// then tells of the latest datagram that came and was none.
+std::optional<Message> AwaitReply(UdpSocket& socket, std::uint32_t sequence, std::chrono::nanoseconds patience,
+                                  std::string& other);
 
 #endif
