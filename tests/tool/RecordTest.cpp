@@ -1,5 +1,6 @@
 // Recording, replaying and exporting from outside, and capture files that others made or that are damaged.
 #include <filesystem>
+#include <limits>
 #include <nlohmann/json.hpp>
 
 #include "ToolRun.h"
@@ -12,12 +13,17 @@ namespace {
 std::string Big(std::size_t value) { return {static_cast<char>(value >> 8U), static_cast<char>(value)}; }
 std::string Small(std::size_t value) { return {static_cast<char>(value), static_cast<char>(value >> 8U), 0, 0}; }
 
-// Frame 7, empty, as it follows the IP header.
-const std::string& Datagram() {
-    static const std::string frame = Small(7) + std::string(46, '\0');
-    static const std::string datagram = Big(40000) + Big(5231) + Big(8 + 16 + frame.size()) + "\0\0\x51\xF9\0\0"s +
-                                        Small(frame.size()) + "\x67\0\x32\0\0\0\0\0"s + frame;
-    return datagram;
+template <typename... T>
+std::string Raw(T... values) {
+    std::string bytes;
+    (bytes.append(reinterpret_cast<const char*>(&values), sizeof values), ...);
+    return bytes;
+}
+
+// A frame, as it follows the IP header: the one with number 7, which is empty, or another.
+std::string Datagram(const std::string& frame = Small(7) + std::string(46, '\0')) {
+    return Big(40000) + Big(5231) + Big(8 + 16 + frame.size()) + "\0\0\x51\xF9\0\0"s + Small(frame.size()) +
+           "\x67\0"s + Small(frame.size()).substr(0, 2) + "\0\0\0\0"s + frame;
 }
 
 std::string Packet(int protocol = 17, std::size_t fragment = 0, const std::string& body = Datagram()) {
@@ -140,6 +146,43 @@ TEST(Export, WhatIsNoRecordingIsNamedInOneLine) {
             const std::string line = "velmar: " + path + ".*" + text + "[^\n]*\n";
             EXPECT_THAT(Output(command + path, 1), testing::MatchesRegex(line));
         }
+}
+
+TEST(Export, EveryValueOfAFrameStandsInItsTable) {
+    const float unknown = std::numeric_limits<float>::quiet_NaN();
+    const std::string name = "Se\"t,1" + std::string(250, '\0');
+    const std::string frame =
+        Raw(9, 1) + name + Raw(1, 1.F, 2.F, 3.F) + Raw(1, 4.F, 5.F, 6.5F) +                   // markers
+        Raw(1, 7, 8.F, 9.F, 10.F, 0.F, 0.F, 0.F, 1.F, 1, 11.F, 12.F, 13.F, 14, 0.25F, 0.5F) + // a rigid body
+        Raw(std::uint16_t{3}) + Raw(1, 15, 1, 16, 17.F, 18.F, 19.F, 1.F, 0.F, 0.F, 0.F, 0, unknown) + // a bone
+        Raw(std::uint16_t{65535}) + Raw(1, 20, 21, 22, 23, 24, -1) + Raw(2, 0.3F, -1.F) +
+        Raw(0x01020304, 5, -26, std::uint64_t{27}, std::uint16_t{28});
+    Output("export --format csv " + TemporaryFile("one", Capture(228, {Packet(17, 0, Datagram(frame))})) + " -o " +
+               Path("tables"),
+           0);
+    const std::pair<const char*, const char*> rows[] = {
+        {"markers", R"("Se""t,1",0,,1.0,2.0,3.0|,0,,4.0,5.0,6.5)"},
+        {"rigid_bodies", "7,,8.0,9.0,10.0,0.0,0.0,0.0,1.0,0.5,3"},
+        {"skeleton_bones", "15,,16,,17.0,18.0,19.0,1.0,0.0,0.0,0.0,,65535"},
+        {"body_markers", ",7,0,14,11.0,12.0,13.0,0.25"},
+        {"labeled_markers", "0,20,21,22,23,24,4294967295"},
+        {"analog", "0,0.3|1,-1.0"},
+        {"force_plates", ""},
+        {"auxiliary", "4294967270,27,28"}};
+    for (const auto& [table, expected] : rows) {
+        std::ifstream file(Path("tables/") + table + ".csv");
+        std::string found;
+        std::string line;
+        std::getline(file, line); // the names of the columns
+        const auto columns = std::count(line.begin(), line.end(), ',');
+        while (std::getline(file, line)) {
+            EXPECT_EQ(line.substr(0, 28), "9,0.000000000,01:02:03:04.5,");
+            const bool quoted = line.find(",1\"") != std::string::npos; // with a comma that separates nothing
+            EXPECT_EQ(std::count(line.begin(), line.end(), ','), columns + (quoted ? 1 : 0));
+            found += (found.empty() ? "" : "|") + line.substr(28);
+        }
+        EXPECT_EQ(found, expected) << table;
+    }
 }
 
 TEST(Export, WhatCannotBeReadTwiceIsRefusedAndTheInputIsKept) {

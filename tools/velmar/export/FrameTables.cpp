@@ -6,7 +6,7 @@
 
 namespace {
 
-enum Kind { kMarkers, kLabeledMarkers, kRigidBodies, kBones, kAnalog, kForcePlates };
+enum Kind { kMarkers, kLabeledMarkers, kRigidBodies, kBones, kBodyMarkers, kAnalog, kForcePlates, kAuxiliary };
 
 using Row = std::vector<Value>;
 using Columns = std::vector<std::string>;
@@ -32,15 +32,20 @@ Row Pose(const sRigidBodySample& body) {
 FrameTables::FrameTables(DescribedNames& names) : m_names(names) {
     const Columns known = Joined(Joined({"marker_id"}, kPosition), {"diameter_m", "skeleton_id"});
     const Columns words{"marker_index", "word_0", "word_1", "word_2", "word_3", "word_4", "word_5"};
-    m_tables = {{"markers", Joined({"marker_set", "marker_index", "marker"}, kPosition), {}},
-                {"labeled_markers", names.simulated ? known : words, {}},
-                {"rigid_bodies", Joined({"rigid_body_id", "rigid_body"}, kPose), {}},
-                {"skeleton_bones", Joined({"skeleton_id", "skeleton", "bone_id", "bone"}, kPose), {}},
-                {"analog", {"channel_index", "value"}, {}},
-                {"force_plates",
-                 {"plate_index", "force_x_N", "force_y_N", "force_z_N", "center_of_pressure_x_m",
-                  "center_of_pressure_y_m", "center_of_pressure_z_m", "free_moment_Nm"},
-                 {}}};
+    m_tables = {
+        {"markers", Joined({"marker_set", "marker_index", "marker"}, kPosition), {}},
+        {"labeled_markers", names.simulated ? known : words, {}},
+        {"rigid_bodies", Joined({"rigid_body_id", "rigid_body"}, kPose), {}},
+        {"skeleton_bones", Joined({"skeleton_id", "skeleton", "bone_id", "bone"}, kPose), {}},
+        {"body_markers",
+         Joined(Joined({"skeleton_id", "rigid_body_id", "marker_index", "marker_id"}, kPosition), {"diameter_m"}),
+         {}},
+        {"analog", {"channel_index", "value"}, {}},
+        {"force_plates",
+         {"plate_index", "force_x_N", "force_y_N", "force_z_N", "center_of_pressure_x_m", "center_of_pressure_y_m",
+          "center_of_pressure_z_m", "free_moment_Nm"},
+         {}},
+        {"auxiliary", {"auxiliary_32", "auxiliary_64", "flags"}, {}}};
 }
 
 void FrameTables::Fill(const sFrameOfMocapData& frame, const sForcePlates& plates) {
@@ -49,6 +54,7 @@ void FrameTables::Fill(const sFrameOfMocapData& frame, const sForcePlates& plate
     AddLabeledMarkers(frame);
     AddBodies(frame);
     for (int i = 0; i < frame.analogCount; ++i) m_tables[kAnalog].rows.push_back({i, frame.analogValues[i]});
+    m_tables[kAuxiliary].rows.push_back({frame.auxValue32, frame.auxValue64, frame.flags});
     for (int i = 0; i < plates.plateCount; ++i) {
         const auto& [force, point, moment] = plates.plates[i];
         m_tables[kForcePlates].rows.push_back(
@@ -84,11 +90,22 @@ void FrameTables::AddBodies(const sFrameOfMocapData& frame) {
     for (int i = 0; i < frame.rigidBodyCount; ++i) {
         const sRigidBodySample& body = frame.rigidBodies[i];
         m_tables[kRigidBodies].rows.push_back(Joined({body.id, m_names.rigidBodies[body.id]}, Pose(body)));
+        AddBodyMarkers(nullptr, body);
     }
     for (int i = 0; i < frame.skeletonCount; ++i) {
         const auto& [id, count, bones] = frame.skeletons[i];
-        for (int k = 0; k < count; ++k)
+        for (int k = 0; k < count; ++k) {
             m_tables[kBones].rows.push_back(
                 Joined({id, m_names.skeletons[id], bones[k].id, m_names.bones[id][k]}, Pose(bones[k])));
+            AddBodyMarkers(id, bones[k]);
+        }
+    }
+}
+
+void FrameTables::AddBodyMarkers(const Value& skeletonId, const sRigidBodySample& body) {
+    for (int i = 0; i < body.markerCount; ++i) {
+        const auto& [x, y, z] = body.markerPositions[i];
+        m_tables[kBodyMarkers].rows.push_back(
+            {skeletonId, body.id, i, body.markerIds[i], x, y, z, body.markerSizes[i]});
     }
 }

@@ -2,14 +2,13 @@
 #ifndef VELMAR_EXPORT_FRAME_TABLES_H
 #define VELMAR_EXPORT_FRAME_TABLES_H
 
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
+#include "FloatJson.h"
 #include "export/DescribedNames.h"
 
-// Numbers as short as their single precision allows.
-using Value = nlohmann::basic_json<std::map, std::vector, std::string, bool, std::int64_t, std::uint64_t, float>;
+using Value = FloatJson;
 
 struct Table {
     std::string name;
@@ -31,6 +30,7 @@ private:
     void AddMarkers(const sFrameOfMocapData& frame);
     void AddLabeledMarkers(const sFrameOfMocapData& frame);
     void AddBodies(const sFrameOfMocapData& frame);
+    void AddBodyMarkers(const Value& skeletonId, const sRigidBodySample& body);
 
     DescribedNames& m_names;
     std::vector<Table> m_tables;

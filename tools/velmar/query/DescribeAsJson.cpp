@@ -10,7 +10,7 @@
 
 #include "simulate/ServerRecords.h"
 
-using nlohmann::json;
+using json = FloatJson;
 
 namespace {
 

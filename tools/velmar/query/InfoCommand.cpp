@@ -32,10 +32,10 @@ int Run(const Options& options) {
     const std::unique_ptr<sDataDescriptions, ListRelease> owner(list);
     if (list == nullptr)
         throw std::runtime_error("the data descriptions of " + options.server + " cannot be decoded");
-    const nlohmann::json document = DescribeAsJson(server, *list);
+    const FloatJson document = DescribeAsJson(server, *list);
     // Names are bytes of the server's: what is not UTF-8 is replaced.
     if (options.json)
-        fmt::print("{}\n", document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+        fmt::print("{}\n", document.dump(2, ' ', false, FloatJson::error_handler_t::replace));
     else
         fmt::print("{}", DescribeAsText(document));
     return kSuccess;

@@ -28,8 +28,14 @@ void StreamStatistics::Count(const sFrameOfMocapData& frame) {
     if (s.frames > 0 && frame.frameNumber <= s.frameNumber) ++s.jumped;
     ++s.frames;
     s.frameNumber = frame.frameNumber;
-    s.counts = {frame.markerSetCount, 0, frame.otherMarkerCount,   frame.rigidBodyCount,
-                frame.skeletonCount,  0, frame.labeledMarkerCount, frame.analogCount};
+    s.counts = {frame.markerSetCount,
+                0,
+                frame.otherMarkerCount,
+                frame.rigidBodyCount,
+                std::max(frame.skeletonCount, 0),
+                0,
+                frame.labeledMarkerCount,
+                frame.analogCount};
     for (int i = 0; i < frame.markerSetCount; ++i) s.counts.setMarkers += frame.markerSets[i].markerCount;
     for (int i = 0; i < frame.skeletonCount; ++i) s.counts.bones += frame.skeletons[i].rigidBodyCount;
     char timecode[32];
