@@ -19,15 +19,15 @@ DescribedNames::DescribedNames(const Recording& recording) {
     CAppDataModel().DecodeDescription(body.data(), static_cast<unsigned int>(body.size()), length, decoded);
     list.reset(decoded);
     if (decoded == nullptr) return;
-    const nlohmann::json document = DescribeAsJson(server, *decoded);
-    for (const nlohmann::json& entry : document["descriptions"]) {
+    const FloatJson document = DescribeAsJson(server, *decoded);
+    for (const FloatJson& entry : document["descriptions"]) {
         const std::string name = entry.value("name", "");
         int index = 0;
-        for (const nlohmann::json& marker : entry.value("markers", nlohmann::json::array()))
+        for (const FloatJson& marker : entry.value("markers", FloatJson::array()))
             markers[name][index++] = marker;
         if (entry["type"] == "rigid body" && entry.contains("id")) rigidBodies[entry["id"]] = name;
         if (entry["type"] == "skeleton") skeletons[entry["id"]] = name;
-        for (const nlohmann::json& bone : entry.value("bones", nlohmann::json::array()))
+        for (const FloatJson& bone : entry.value("bones", FloatJson::array()))
             bones[entry["id"]][index++] = bone["name"];
     }
 }
