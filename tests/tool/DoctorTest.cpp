@@ -22,9 +22,9 @@ struct Namespace {
 // One that is new; the thread leaves it at the end.
 struct Machine {
     ~Machine() { former.Enter(); }
-    const Namespace former;
+    const Namespace former{};
     const int made = unshare(CLONE_NEWNET);
-    const Namespace own;
+    const Namespace own{};
 };
 
 sockaddr_in At(const char* host, std::uint16_t port) { return {AF_INET, htons(port), {inet_addr(host)}, {}}; }
@@ -65,8 +65,8 @@ void Shell(const std::string& commands) {
 }
 
 nlohmann::json Examine(const Row& row) {
-    const Machine client;
-    const Machine server;
+    const Machine client{};
+    const Machine server{};
     Shell("for i in 1 2; do ip link add s$i type veth peer name receiving$i netns /proc/$PPID/fd/" +
           std::to_string(client.own.handle) +
           "; ip address add 10.9.$i.1/24 dev s$i; ip link set s$i up; done; ip link set lo up; ip route add "

@@ -36,7 +36,7 @@ std::string Capture(std::size_t linkType, const std::vector<std::string>& packet
     std::string file = "\xD4\xC3\xB2\xA1\x02\0\x04\0\0\0\0\0\0\0\0\0\0\0\1\0"s + Small(linkType);
     for (std::size_t i = 0; i < packets.size(); ++i) {
         const std::string size = Small(packets[i].size());
-        file += Small(i / 8) + Small(0) + size + size + packets[i];
+        file.append(Small(i / 8)).append(Small(0)).append(size).append(size).append(packets[i]);
     }
     return file;
 }

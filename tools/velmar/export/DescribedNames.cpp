@@ -23,8 +23,7 @@ DescribedNames::DescribedNames(const Recording& recording) {
     for (const FloatJson& entry : document["descriptions"]) {
         const std::string name = entry.value("name", "");
         int index = 0;
-        for (const FloatJson& marker : entry.value("markers", FloatJson::array()))
-            markers[name][index++] = marker;
+        for (const FloatJson& marker : entry.value("markers", FloatJson::array())) markers[name][index++] = marker;
         if (entry["type"] == "rigid body" && entry.contains("id")) rigidBodies[entry["id"]] = name;
         if (entry["type"] == "skeleton") skeletons[entry["id"]] = name;
         for (const FloatJson& bone : entry.value("bones", FloatJson::array()))
