@@ -17,8 +17,8 @@ void OnSignal(int) {
     g_arrived = 1;
     if (g_endsAtOnce == 0) return;
     constexpr char kLine[] = "velmar: stopped\n";
-    if (write(STDERR_FILENO, kLine, sizeof kLine - 1) >= 0) _exit(1);
-    _exit(1); // all the same
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kLine, sizeof kLine - 1);
+    _exit(1);
 }
 } // namespace
 
