@@ -50,18 +50,17 @@ CaptureFile::CaptureFile(std::string path) : m_path(std::move(path)) {
 }
 
 std::optional<CapturedDatagram> CaptureFile::Next() {
-    pcap_pkthdr* record = nullptr;
-    const u_char* bytes = nullptr;
-    int result = 0;
     constexpr unsigned int kRecordsBetweenLooks = 256;
-    if (++m_records % kRecordsBetweenLooks == 0 && StopSignal::ArrivesNow()) return std::nullopt;
-    while ((result = pcap_next_ex(m_file.get(), &record, &bytes)) == 1) {
+    for (;;) {
+        if (++m_records % kRecordsBetweenLooks == 0 && StopSignal::ArrivesNow()) return std::nullopt;
+        pcap_pkthdr* record = nullptr;
+        const u_char* bytes = nullptr;
+        const int result = pcap_next_ex(m_file.get(), &record, &bytes);
+        if (result == PCAP_ERROR) m_error = pcap_geterr(m_file.get());
+        if (result != 1) return std::nullopt;
         const auto packet = Ipv4PacketIn(pcap_datalink(m_file.get()), {bytes, record->caplen});
         if (auto datagram = packet ? m_input.Take(*packet, TimeOf(record->ts)) : std::nullopt) return datagram;
-        if (++m_records % kRecordsBetweenLooks == 0 && StopSignal::ArrivesNow()) return std::nullopt;
     }
-    if (result == PCAP_ERROR) m_error = pcap_geterr(m_file.get());
-    return std::nullopt;
 }
 
 std::string CaptureFile::Damage() const {

@@ -102,8 +102,10 @@ CaptureWriter::CaptureWriter(std::string path)
 CaptureWriter::~CaptureWriter() {
     const int handle = m_file ? dup(fileno(pcap_dump_file(m_file.get()))) : -1;
     m_file.reset();
-    // Closing may have written another part of what did not fit.
-    if (m_failed && ftruncate(handle, m_size) != 0) m_failed = false; // not a file with a length
+    // Closing may have written another part of what did not fit. What has no length is not cut.
+    if (m_failed) {
+        [[maybe_unused]] const int result = ftruncate(handle, m_size);
+    }
     close(handle);
 }
 

@@ -15,8 +15,10 @@ std::optional<Message> AwaitReply(UdpSocket& socket, std::uint32_t sequence, std
         pollfd waiting{socket.Handle(), POLLIN, 0};
         StopSignal::Poll(waiting, deadline - Clock::now());
         sockaddr_in from{};
-        std::string problem;
-        while (const auto size = socket.Receive(datagram, from)) {
+        while (Clock::now() < deadline) {
+            const auto size = socket.Receive(datagram, from);
+            if (!size) break;
+            std::string problem;
             auto message = joiner.Take(from, {datagram, *size}, problem);
             if (message && message->sequence == sequence) return message;
             if (message) problem = fmt::format("a message of type {} to another request", message->type);
