@@ -15,6 +15,7 @@
 #include "StopSignal.h"
 #include "TarvoSDKClient.h"
 #include "UsageError.h"
+#include "wire/Messages.h"
 
 namespace {
 
@@ -29,7 +30,7 @@ constexpr const char* kFooter =
 std::string LibraryVersion() {
     unsigned char version[4];
     Quorin_GetVersion(version);
-    return fmt::format("{}.{}.{}.{}", version[0], version[1], version[2], version[3]);
+    return VersionText(version);
 }
 
 std::string CommandName(const CLI::App& app) {

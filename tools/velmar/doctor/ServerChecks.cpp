@@ -36,10 +36,6 @@ std::optional<Message> AskForVersion(Examination& examination, std::string& inst
     return std::nullopt;
 }
 
-std::string VersionText(const unsigned char* version) {
-    return fmt::format("{}.{}.{}.{}", version[0], version[1], version[2], version[3]);
-}
-
 } // namespace
 
 Finding CheckServer(Examination& examination) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "simulate/ServerRecords.h"
+#include "wire/Messages.h"
 
 using json = FloatJson;
 
@@ -31,9 +32,8 @@ json Server(const sServerDescription& server) {
                 {"bytes", std::vector<int>(std::begin(server.bytes), std::end(server.bytes))}};
     ServerRecord record{};
     std::memcpy(&record, server.bytes, sizeof server.bytes);
-    const auto& v = record.version;
     return {{"name", NameOf(record.name)},
-            {"version", fmt::format("{}.{}.{}.{}", v[0], v[1], v[2], v[3])},
+            {"version", VersionText(record.version)},
             {"host", NameOf(record.host)},
             {"frameRate", record.frameRate},
             {"acceptsClient", record.accepts != 0}};

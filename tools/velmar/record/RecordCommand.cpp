@@ -88,11 +88,9 @@ private:
                 fmt::format("no connection to {}: no answer to a version request within {} s, "
                             "over {}",
                             ToText(m_server), kPatience.count(), RouteTo(m_server.sin_addr)));
-        const unsigned char* const version = reply->payload.data() + kVersionOffset;
         if (reply->payload[kVersionAcceptedOffset] == 0)
-            throw std::runtime_error(fmt::format("{} refuses this client: its version is {}.{}.{}.{}",
-                                                 m_options.server, version[0], version[1], version[2],
-                                                 version[3]));
+            throw std::runtime_error(fmt::format("{} refuses this client: its version is {}", m_options.server,
+                                                 VersionText(reply->payload.data() + kVersionOffset)));
     }
 
     void AskFor(int type, const char* what) {

@@ -37,9 +37,7 @@ const char* NameOf(int type) {
 
 } // namespace
 
-std::string ToText(const Version& version) {
-    return fmt::format("{}.{}.{}.{}", version[0], version[1], version[2], version[3]);
-}
+std::string ToText(const Version& version) { return VersionText(version.data()); }
 
 RequestDesk::RequestDesk(const Policy& policy, DescriptionBody descriptions, FramePacer& pacer)
     : m_policy(policy), m_descriptions(std::move(descriptions)), m_pacer(pacer) {}

@@ -5,6 +5,10 @@
 #include <algorithm>
 #include <cstring>
 
+std::string VersionText(const unsigned char* version) {
+    return fmt::format("{}.{}.{}.{}", version[0], version[1], version[2], version[3]);
+}
+
 bool CutMessage(int type, std::uint32_t sequence, Bytes payload, const std::function<bool(Bytes)>& send) {
     unsigned char datagram[kMaxDatagramSize];
     tagPackageHeader header{};

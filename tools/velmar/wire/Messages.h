@@ -18,6 +18,9 @@ struct Message {
     std::vector<unsigned char> payload;
 };
 
+// "2.5.28.75" for the 4 bytes of a version record.
+std::string VersionText(const unsigned char* version);
+
 // Cuts a message into datagrams and gives them to `send` in their order, until it refuses one. True when all
 // were taken. The payload must not be longer than kMaxMessageSize.
 bool CutMessage(int type, std::uint32_t sequence, Bytes payload, const std::function<bool(Bytes)>& send);
