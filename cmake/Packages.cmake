@@ -57,7 +57,7 @@ The library receives every captured frame as a decoded record, asks the
 server what its frames contain, sends it commands, and computes the forces
 on force plates.")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "client library of a motion-capture server (development files)
-The header, the files for CMake and pkg-config, and examples in C and C++.")
+The headers, the files for CMake and pkg-config, and examples in C and C++.")
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "simulated motion-capture server and tools for its streams
 The command velmar streams a walking figure or a recording to clients, with
 seeded network faults if wanted; shows, records, replays and exports a running

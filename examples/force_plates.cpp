@@ -32,6 +32,16 @@ void OnPlates(sForcePlates* plates, void* userData) {
     if (++progress.seen == progress.wanted) kill(getpid(), SIGINT);
 }
 
+// Whether the server has said that there are plates: a start of the computation succeeds without one.
+bool DescribesPlates(TarvoSDKClient& client) {
+    sDataDescriptions* list = nullptr;
+    if (client.GetDataDescriptions(&list) != 0 || list == nullptr) return false;
+    bool found = false;
+    for (int i = 0; i < list->descriptionCount; ++i) found = found || list->descriptions[i].type == DescForcePlate;
+    client.FreeDataDescriptions(list);
+    return found;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -57,7 +67,11 @@ int main(int argc, char** argv) {
     }
     constexpr long kPatienceMs = 10000;
     if (const int result = client.WaitForForcePlateInit(kPatienceMs)) {
-        std::fprintf(stderr, "%s describes no force plates that can be computed: %d\n", argv[1], result);
+        std::fprintf(stderr, "%s gives no usable descriptions: %d\n", argv[1], result);
+        return 1;
+    }
+    if (!DescribesPlates(client)) {
+        std::fprintf(stderr, "%s describes no force plates\n", argv[1]);
         return 1;
     }
     int signal = 0;

@@ -46,8 +46,9 @@ public:
     int EncodeDescription(sDataDescriptions* list, unsigned char* buffer, int& length);
 
     // 0: `list` is a new list, released with ReleaseDescription; an entry for whose record memory ran out
-    // has null data. 1: a count is negative or above its bound, the body ends early, or memory ran out for
-    // the list; `list` is then null and nothing remains to be released.
+    // has null data. A list whose count is 0 or negative has no entries. 1: a count is above its bound, a count
+    // inside an entry is negative, the body ends early, or memory ran out for the list; `list` is then null and
+    // nothing remains to be released.
     int DecodeDescription(const unsigned char* buffer, int& length, sDataDescriptions*& list);
     int DecodeDescription(const unsigned char* buffer, unsigned int available, int& length,
                           sDataDescriptions*& list);

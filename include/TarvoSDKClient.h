@@ -17,9 +17,11 @@
  * The timecode functions return 1 for success and 0 for a bad argument.
  *
  * ## Units
- * Positions are in the server's length unit (metres by convention) in the axes of its capture volume;
- * orientations are unit quaternions in the order x, y, z, w; times are milliseconds. The library carries
- * these numbers unchanged; it computes only the force-plate records.
+ * Times are milliseconds. Positions, orientations and sizes are the server's: the library carries these numbers
+ * unchanged and computes only the force-plate records. Nothing in the protocol binds a server to a unit or an
+ * order. What this header and the tool velmar go by is the convention of the simulated server that comes with it:
+ * metres in right-handed axes of the capture volume, orientations as unit quaternions in the order x, y, z, w,
+ * marker sizes as diameters, residuals as mean distances.
  *
  * ## Threads
  * One client may be used from several threads, except that starting, stopping, setting callbacks and
@@ -79,12 +81,12 @@ typedef struct sMarkerSetSample {
 typedef struct sRigidBodySample {
     int32_t id;               /**< given by the server */
     float position[3];        /**< x, y, z in the server's length unit */
-    float orientation[4];     /**< unit quaternion x, y, z, w */
+    float orientation[4];     /**< quaternion; by convention of unit length, x, y, z, w */
     int32_t markerCount;      /**< 0..200 */
     sTriple* markerPositions; /**< [markerCount], owned by the frame */
     int32_t* markerIds;       /**< [markerCount], owned by the frame */
-    float* markerSizes;       /**< [markerCount], marker diameters, owned by the frame */
-    float residual;           /**< mean fit residual, in the server's length unit */
+    float* markerSizes;       /**< [markerCount], by convention diameters, owned by the frame */
+    float residual;           /**< of the fit; by convention the mean distance, in the server's length unit */
     uint16_t flags;           /**< the server's flag word */
 #ifdef __cplusplus
     /** Leaves the values uninitialised; only what decides over releasing is set. */
@@ -166,13 +168,19 @@ typedef struct sSkeletonInfo {
     sRigidBodyInfo rigidBodies[TARVO_MAX_SKELETON_BODIES]; /**< the first rigidBodyCount */
 } sSkeletonInfo;
 
-/** A force plate: placement, calibration and channel layout. */
+/** A force plate: placement, calibration and channel layout.
+ *
+ * The offsets a, b, h take the plate's moments to the centre of its surface. With six channels (layout 4) they are
+ * the vector from the point about which the moment channels are measured to that centre: M = M' + F x (a, b, h),
+ * the transfer of a moment to another point. With eight (layout 3), a and b are half the distances between the
+ * four sensors along x and y, and h is how deep the sensors sit below the surface (their z is -h): the moments
+ * follow from the forces of the sensors and their levers. */
 typedef struct sForcePlateInfo {
     int32_t id;              /**< given by the server */
     int32_t scaleFactor;     /**< every offset-corrected channel value is multiplied by its negation */
     uint32_t opaque1[2];     /**< carried, not read */
     float origin[3];         /**< of the plate in the capture volume, server's length unit */
-    float sensorOffset[3];   /**< a, b, h: from the plate's origin to its sensors, plate axes */
+    float sensorOffset[3];   /**< a, b, h of the plate's own axes, see below */
     float rotation[3][3];    /**< row-major, from plate axes to the volume's axes */
     float calibration[8][8]; /**< row-major; the computation uses the diagonal */
     uint32_t opaque2[12];    /**< carried, not read */
@@ -249,8 +257,8 @@ typedef void (*tFrameCallback)(sFrameOfMocapData* frame, void* userData);
 typedef void (*tForcePlateCallback)(sForcePlates* plates, void* userData);
 
 /** One log line of kind 1 Info, 2 Warning, 3 Error or 4 Debug, zero-terminated, at most 1023 characters, on the
- * thread that reports; valid during the call. A line about a datagram that could not be sent comes while the
- * client's other sends wait: do not wait for a thread that makes one. */
+ * thread that reports; valid during the call. The lines end in a newline of their own. A line about a datagram
+ * that could not be sent comes while the client's other sends wait: do not wait for a thread that makes one. */
 typedef void (*tMessageCallback)(int level, char* text);
 
 /** @} */
@@ -272,8 +280,9 @@ public:
     TarvoSDKClient& operator=(const TarvoSDKClient&) = delete;
 
     /** Connects to the server at this address (dotted IPv4 or host name, not null), command port 5230,
-     * and joins the stream, data port 5231. Blocks up to 5000 ms.
-     * 0 running; 1 already running, no answer, or a socket could not be made; 10 version refused. */
+     * and joins the stream, data port 5231. Blocks up to 5000 ms. After a failure set the callbacks again before
+     * the next try: part of their user data may be forgotten. 0 running; 1 already running, no answer, or a socket
+     * could not be made; 10 version refused. */
     int Initialize(char* serverAddress);
 
     /** Ends the session; the client can be initialised again. Waits for running callbacks. 0 or 2. */
@@ -289,7 +298,8 @@ public:
      * timeoutMs (0: without limit) has passed; every attempt takes up to 5000 ms. What the first plate
      * of the first frame after that reads is taken as the unloaded reading of every plate, once for the
      * life of the process: nothing should stand on the plates. A later call replaces the plates.
-     * 0 started; 1 no reply, or an unusable one; 2; 10. */
+     * 0 started, also with descriptions that hold no force plate: no callback comes then, and only the
+     * descriptions (GetDataDescriptions) tell. 1 no reply, or an unusable one; 2; 10. */
     int WaitForForcePlateInit(long timeoutMs);
 
     /** Sets what is called with the plates of a frame (see tForcePlateCallback); null clears it. 0 or 2. */

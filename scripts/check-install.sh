@@ -25,6 +25,17 @@ if [ "${1:-}" = --inside ]; then
   exit "$failed"
 fi
 
+if [ "${1:-}" = --example-server ]; then
+  "$2/server" &
+  trap 'kill %1' EXIT
+  sleep 0.5
+  for program in print_frames descriptions; do timeout 10 "$2/$program" 127.0.0.1 20 >"$2/$program.out"; done
+  grep -c '^frame [0-9]*' "$2/print_frames.out" | grep -qx 20
+  grep -qx 'marker set Circle: tip' "$2/descriptions.out"
+  echo "a server of the examples serves them"
+  exit 0
+fi
+
 scripts/package.sh
 rm -rf "$work"
 mkdir -p "$root" "$work/pkg-config" "$work/c11"
@@ -58,5 +69,6 @@ for source in "$examples"/*.c; do
 done
 
 export LD_LIBRARY_PATH=$libdir
+scripts/private-network.sh scripts/check-install.sh --example-server "$work/cmake"
 exec scripts/private-network.sh scripts/with-server.sh "$root/usr/bin/velmar" "$work/server.log" -- \
   scripts/check-install.sh --inside

@@ -9,9 +9,11 @@
 #include "client/GlobalObject.h"
 #include "platform/AppCallBack.h"
 #include "platform/OutputMessage.h"
+#include "platform/Presence.h"
 #include "platform/Reports.h"
 
 using Application::CAppCallBack;
+using System::CPresence;
 
 namespace {
 
@@ -53,24 +55,36 @@ int ClientCore::Initialize(char* localAddress, char* serverAddress, int commandP
 }
 
 int ClientCore::Initialize(char* localAddress, char* serverAddress, int commandPort, int dataPort) {
-    if (m_initialised) return 1;
+    if (IsStopping() && !InOwnCallback()) Uninitialize();
+    if (m_initialised || InOwnCallback()) return 1;
     if (!Assign(m_localAddress, localAddress == nullptr ? "" : localAddress)) {
         Report::Failed();
         return 1;
     }
     m_commandPort = commandPort;
     m_dataPort = dataPort;
-    if (m_command.Start(m_localAddress.c_str(), serverAddress, m_commandPort, true) != 0) return 1;
+    const CPresence present(this);
+    m_endsLater = false;
+    m_starting = true;
+    const int result = StartSession(serverAddress);
+    m_starting = false;
+    m_initialised = result == 0 && !m_endsLater;
+    if (m_initialised) return 0;
+    m_data.Stop();
+    m_command.Stop();
+    if (!m_endsLater) return result;
+    ResetSettings();
+    return 1;
+}
+
+int ClientCore::StartSession(const char* serverAddress) {
+    if (m_command.Start(m_localAddress.c_str(), serverAddress, m_commandPort, true) != 0 || m_endsLater) return 1;
     int result = ShakeHands();
-    if (result == 0) result = JoinStream();
-    if (result != 0) {
-        m_command.Stop();
-        return result;
-    }
+    if (result == 0 && !m_endsLater) result = JoinStream();
+    if (result != 0 || m_endsLater) return std::max(result, 1);
     unsigned char hello[sizeof kHelloText];
     std::copy(std::begin(kHelloText), std::end(kHelloText), hello);
     m_command.Send(PackageType_Hello, hello, sizeof hello, 0);
-    m_initialised = true;
     return 0;
 }
 
@@ -100,13 +114,33 @@ int ClientCore::JoinStream() {
 }
 
 int ClientCore::Uninitialize() {
-    if (m_initialised || IsStopping()) {
+    const bool inOwnStart = CPresence::Of(this) && m_starting;
+    if (CPresence::Of(this) && !m_starting) return 0; // in a line of a shut-down that is under way
+    const bool somethingRuns = m_initialised || IsStopping() || inOwnStart;
+    if (somethingRuns && InOwnCallback()) return EndLater(inOwnStart);
+    const CPresence present(this);
+    if (somethingRuns) {
         m_initialised = false;
         m_data.Stop();
         m_command.Stop();
     }
     ResetSettings();
     return 0;
+}
+
+// A start looks at the flag between its steps, and undoes what it has made in order.
+int ClientCore::EndLater(bool inOwnStart) {
+    m_sdkSupported = false;
+    if (!inOwnStart) {
+        m_data.BeginStop();
+        m_command.BeginStop();
+    }
+    if (!m_endsLater.exchange(true)) Report::ShutDownInCallback();
+    return 0;
+}
+
+bool ClientCore::InOwnCallback() const {
+    return CPresence::Of(this) || CPresence::Of(&m_command) || CPresence::Of(&m_data);
 }
 
 void ClientCore::ResetSettings() {

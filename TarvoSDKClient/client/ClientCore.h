@@ -28,8 +28,12 @@ public:
     int Initialize(char* localAddress, char* serverAddress);
     int Initialize(char* localAddress, char* serverAddress, int commandPort);
     int Initialize(char* localAddress, char* serverAddress, int commandPort, int dataPort); // local may be null
-    int Uninitialize();                                                                     // 0
-    bool IsStopping() const { return m_command.IsStopping() || m_data.IsStopping(); } // in a callback of its own
+    // 0. In a callback of its own it reports the mistake and waits for nothing: what is left is done by the start
+    // that is under way, or by the next start, shut-down or destruction.
+    int Uninitialize();
+    // False in a callback of its own, and after it has been shut down in one until a later start or shut-down: a
+    // thread is still at work in it.
+    bool CanBeDestroyed() const { return !IsStopping() && !InOwnCallback(); }
 
     // ---- Settings
     void setSDKSupport(bool supported) { m_sdkSupported = supported; }
@@ -63,14 +67,20 @@ public:
     int TimecodeStringify(unsigned int timecode, unsigned int subframe, char* buffer, int bufferSize) const;
 
 private:
+    bool IsStopping() const { return m_command.IsStopping() || m_data.IsStopping(); }
+    bool InOwnCallback() const;
+    int StartSession(const char* serverAddress);
+    int EndLater(bool inOwnStart);
     int ShakeHands();
     int RefuseVersion(const sPacket& reply);
     int JoinStream();
     void ResetSettings();
-    int RequestDescriptions(int type, sDataDescriptions** descriptions, int& status);
+    int RequestDescriptions(int type, sDataDescriptions** descriptions);
 
     std::atomic<bool> m_sdkSupported{false}; // a server has accepted the library's version; queries ask for it
-    bool m_initialised = false;              // both endpoints are running
+    std::atomic<bool> m_initialised{false};  // both endpoints are running
+    bool m_starting = false;                 // by the thread that is inside Initialize
+    std::atomic<bool> m_endsLater{false};    // a callback of its own has shut it down since its latest start
     bool m_loopBack = false;
     int m_connectionType;
     int m_commandPort = kDefaultCommandPort;

@@ -1,5 +1,4 @@
 // What a session asks of its server: descriptions, text commands, the start of the force plates.
-#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <memory>
@@ -27,12 +26,12 @@ int ClientCore::GetServerDescription(sServerDescription* description) {
     return 0;
 }
 
-// The status is the request's; the result 0 says that a reply came, usable (a list) or not (null).
-int ClientCore::RequestDescriptions(int type, sDataDescriptions** descriptions, int& status) {
+// The request's status; 0 says that a reply came, usable (a list) or not (null).
+int ClientCore::RequestDescriptions(int type, sDataDescriptions** descriptions) {
     sPacket reply; // filled whole by a reply
     unsigned int replyBytes = 0;
-    status = m_command.Call(type, nullptr, 0, &reply, kQueryTimeoutMs, &replyBytes);
-    if (status != 0) return 1;
+    const int status = m_command.Call(type, nullptr, 0, &reply, kQueryTimeoutMs, &replyBytes);
+    if (status != 0) return status;
     CAppDataModel model;
     int consumed = 0;
     model.DecodeDescription(reply.data, replyBytes, consumed, *descriptions);
@@ -40,13 +39,11 @@ int ClientCore::RequestDescriptions(int type, sDataDescriptions** descriptions, 
 }
 
 int ClientCore::GetDataDescriptions(sDataDescriptions** descriptions) {
-    int status = 0;
-    return RequestDescriptions(PackageType_DataDescriptions, descriptions, status);
+    return RequestDescriptions(PackageType_DataDescriptions, descriptions) == 0 ? 0 : 1;
 }
 
 int ClientCore::GetDataDescriptionsEx(sDataDescriptions** descriptions) {
-    int status = 0;
-    return RequestDescriptions(PackageType_DataDescriptionsEx, descriptions, status);
+    return RequestDescriptions(PackageType_DataDescriptionsEx, descriptions) == 0 ? 0 : 1;
 }
 
 int ClientCore::WaitForForcePlateInit(long limitMs) {
@@ -56,8 +53,8 @@ int ClientCore::WaitForForcePlateInit(long limitMs) {
     const auto start = Clock::now();
     for (;;) {
         sDataDescriptions* descriptions = nullptr;
-        int status = 0;
-        if (RequestDescriptions(PackageType_DataDescriptions, &descriptions, status) == 0) {
+        const int status = RequestDescriptions(PackageType_DataDescriptions, &descriptions);
+        if (status == 0) {
             const int result = ForcePlateMananger::Instance().InitPlateManager(descriptions);
             CAppDataModel().ReleaseDescription(descriptions);
             return result;

@@ -62,7 +62,7 @@ int ForcePlateMananger::GetSForcePlates(sFrameOfMocapData* frame, sForcePlates* 
         plates->plates[plates->plateCount++] = ComputePlate(plate, left.first(channels));
         left = left.subspan(channels);
     }
-    std::copy(left.begin(), left.end(), frame->analogValues);
+    if (left.data() != frame->analogValues) std::copy(left.begin(), left.end(), frame->analogValues);
     frame->analogCount = static_cast<std::int32_t>(left.size());
     plates->frameNumber = frame->frameNumber;
     return 0;

@@ -26,8 +26,9 @@ public:
     bool isValid() const;
 
     // Computes the plates from the frame's analog channels and takes those channels out of the frame, whose
-    // other channels keep their order. 0 computed; 1 not started, no plate, a null argument, or no analog
-    // channel: nothing is touched. Plates whose channels the frame lacks are left out with those behind them.
+    // other channels keep their order. 0 computed; 1 not started, no plate, a null argument, or a number
+    // of analog channels that is not 1 to 32: nothing is touched. Plates whose channels the frame lacks are left
+    // out with those behind them.
     int GetSForcePlates(sFrameOfMocapData* frame, sForcePlates* plates) const;
 
 private:

@@ -14,7 +14,7 @@ constexpr float kLeastLoad = 0.000001F;   // below it no point of application ca
 using Vector = std::array<float, 3>;
 using Channels = std::array<float, kMaxChannels>;
 
-// What acts on the plate, in its own axes, moments about its true origin.
+// What acts on the plate, in its own axes, moments about the centre of its surface.
 struct Wrench {
     Vector force;
     Vector moment;

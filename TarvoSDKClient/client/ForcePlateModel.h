@@ -13,9 +13,10 @@ inline constexpr std::size_t kMaxChannels = 8; // of one plate
 // Channels of a plate of this layout; 0 for a layout that is not computed.
 unsigned int ChannelCount(int channelLayout);
 
-// Statics of a rigid plate whose sensors sit at (+-a, +-b) and whose origin lies h away from the surface:
-// the moments about the true origin follow from the channels, the point where the force's line of action
-// meets the surface from Mx and My, and the free moment is what remains about that point. `values` are the
+// Statics of a rigid plate. The moments about the centre of its surface follow from the channels: with six, by
+// moving the measured moments along (a, b, h), from where they are measured to the centre; with eight, from the
+// sensors' forces at (+-a, +-b), a depth h below the surface. The point where the force's line of action meets the
+// surface follows from Mx and My, and the free moment is what remains about that point. `values` are the
 // plate's raw channels, `baseline` what they read unloaded; a channel that the baseline lacks counts as 0.
 sForcePlateSample Compute(const sForcePlateInfo& plate, std::span<const float> values,
                           std::span<const float> baseline);

@@ -1,7 +1,6 @@
 #include "client/FrameCache.h"
 
 #include <cstring>
-#include <new>
 
 #include "AppDataModel.h"
 

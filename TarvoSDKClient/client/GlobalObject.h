@@ -11,7 +11,7 @@
 class CGlobalObject {
 public:
     CPlatformResource& Platform() { return m_platform; }
-    const System::CSocketFacade& SocketFacade() const { return m_socketFacade; }
+    System::CSocketFacade& SocketFacade() { return m_socketFacade; }
 
     // Writes the library's version, 4 bytes.
     void GetVersion(unsigned char* version) const;
@@ -19,7 +19,7 @@ public:
     void writeCache(sFrameOfMocapData* frame) { m_frameCache.write(frame); }
     sFrameOfMocapData* readCache() { return m_frameCache.read(); }
 
-    // Keeps the object polymorphic; there is nothing to do at its place.
+    // The one virtual operation, which makes the object polymorphic. Does nothing; nobody calls it.
     virtual void OnGlobal() {}
 
 private:

@@ -18,9 +18,12 @@ TarvoSDKClient::TarvoSDKClient() : m_core(new (std::nothrow) ClientCore(kMultica
 TarvoSDKClient::~TarvoSDKClient() {
     if (m_core == nullptr) return;
     m_core->Uninitialize();
-    // In a callback of this client, also when the process exits in one, the receive thread is still at work in
-    // the session, which is left to it.
-    if (!m_core->IsStopping()) delete m_core;
+    // In a callback of this client, also when the process exits in one, a thread is still at work in the session,
+    // which is left to it.
+    if (m_core->CanBeDestroyed()) delete m_core;
+    // A destroyed client is one without a session. Written as volatile, since a compiler may leave out stores to
+    // an object that ends.
+    *const_cast<ClientCore* volatile*>(&m_core) = nullptr;
 }
 
 int TarvoSDKClient::Initialize(char* serverAddress) {

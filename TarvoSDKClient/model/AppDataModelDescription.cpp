@@ -14,7 +14,7 @@ constexpr std::size_t kNameSize = TARVO_NAME_SIZE;
 // ---- Decoding. A reader of a block returns false when the body cannot hold the block. A record for which
 // memory runs out stays null; its block is skipped by the counts in it.
 
-// The count of a list inside a block, checked against the bytes that its elements take.
+// The count of a list inside a block; a negative one is refused.
 bool ReadCount(WireReader& in, std::int32_t& count) { return in.Read(count) && count >= 0; }
 
 void ReleaseMarkerSet(sMarkerSetInfo* info) {
@@ -31,17 +31,21 @@ void ReleasePointGroup(sPointGroupInfo* info) {
     delete info;
 }
 
-// The names of a marker set, or null when memory ran out. The bytes are known to be there.
+// The names of a marker set, whose bytes are known to be there: all are passed, and kept as far as there is
+// memory. False when some are missing.
 bool ReadMarkerNames(WireReader& in, sMarkerSetInfo& info) {
     const auto count = static_cast<std::size_t>(info.markerCount);
     info.markerNames = new (std::nothrow) char* [count] {};
-    if (info.markerNames == nullptr) return false;
+    bool complete = info.markerNames != nullptr;
     for (std::size_t i = 0; i < count; ++i) {
-        info.markerNames[i] = new (std::nothrow) char[kNameSize];
-        if (info.markerNames[i] == nullptr) return false;
-        in.ReadArray(info.markerNames[i], kNameSize);
+        if (complete) info.markerNames[i] = new (std::nothrow) char[kNameSize];
+        complete = complete && info.markerNames[i] != nullptr;
+        if (complete)
+            in.ReadArray(info.markerNames[i], kNameSize);
+        else
+            in.Skip(1, kNameSize);
     }
-    return true;
+    return complete;
 }
 
 bool ReadMarkerSet(WireReader& in, void*& data) {
@@ -49,14 +53,12 @@ bool ReadMarkerSet(WireReader& in, void*& data) {
     if (!ReadCount(in, head.markerCount) || !in.Read(head.name)) return false;
     const auto count = static_cast<std::size_t>(head.markerCount);
     if (!in.Has(count, kNameSize)) return false;
-    WireReader names = in;
-    in.Skip(count, kNameSize);
     auto* info = new (std::nothrow) sMarkerSetInfo(head);
-    if (info != nullptr && !ReadMarkerNames(names, *info)) {
+    if (info == nullptr) return in.Skip(count, kNameSize);
+    if (ReadMarkerNames(in, *info))
+        data = info;
+    else
         ReleaseMarkerSet(info);
-        info = nullptr;
-    }
-    data = info;
     return true;
 }
 
@@ -70,27 +72,21 @@ bool ReadImage(WireReader& in, void*& data) {
 }
 
 bool ReadSkeleton(WireReader& in, void*& data) {
-    WireReader bones = in;
+    char name[kNameSize];
     std::int32_t id = 0;
     std::int32_t bodies = 0;
-    if (!bones.Skip(1, kNameSize) || !bones.Read(id) || !ReadCount(bones, bodies) ||
-        bodies > TARVO_MAX_SKELETON_BODIES)
+    if (!in.Read(name) || !in.Read(id) || !ReadCount(in, bodies) || bodies > TARVO_MAX_SKELETON_BODIES)
         return false;
     const auto count = static_cast<std::size_t>(bodies);
-    if (!bones.Has(count, sizeof(sRigidBodyInfo))) return false;
+    if (!in.Has(count, sizeof(sRigidBodyInfo))) return false;
     auto* info = new (std::nothrow) sSkeletonInfo;
     data = info;
-    if (info == nullptr) {
-        bones.Skip(count, sizeof(sRigidBodyInfo));
-    } else {
-        in.Read(info->name);
-        info->id = id;
-        info->rigidBodyCount = bodies;
-        bones.ReadArray(info->rigidBodies, count);
-        std::memset(info->rigidBodies + count, 0, sizeof info->rigidBodies - count * sizeof(sRigidBodyInfo));
-    }
-    in = bones;
-    return true;
+    if (info == nullptr) return in.Skip(count, sizeof(sRigidBodyInfo));
+    std::memcpy(info->name, name, kNameSize);
+    info->id = id;
+    info->rigidBodyCount = bodies;
+    std::memset(info->rigidBodies + count, 0, sizeof info->rigidBodies - count * sizeof(sRigidBodyInfo));
+    return in.ReadArray(info->rigidBodies, count);
 }
 
 bool ReadPointGroup(WireReader& in, void*& data) {

@@ -1,6 +1,5 @@
 // Deep copy and release of frames in the application's storage, and the release of description lists.
 #include <cstring>
-#include <new>
 
 #include "AppDataModel.h"
 #include "model/FrameArrays.h"

@@ -64,7 +64,7 @@ int CBuffer::Clone(CBuffer* target) const {
     return Clone(this, target);
 }
 
-int CBuffer::Clone(const CBuffer* source, CBuffer* target) {
+int CBuffer::Clone(const CBuffer* source, CBuffer* target) const {
     if (target == nullptr) {
         Report::Failed();
         return 1;

@@ -20,7 +20,7 @@ public:
     int Consign(unsigned char* memory, unsigned int length); // takes another block over
 
     int Clone(CBuffer* target) const;                          // copies this block into the target
-    static int Clone(const CBuffer* source, CBuffer* target);  // copies between two others
+    int Clone(const CBuffer* source, CBuffer* target) const;   // copies between two others
     int Copy(const unsigned char* data, unsigned int count);   // to the start of the block
     int Paste(unsigned char* destination, unsigned int count); // from the start of the block
 

@@ -46,6 +46,11 @@ void Closing(int socket, int line) {
     COutputMessage::Info("[TarvoSDKClient] %s %s %d h:%d.\n", "SocketFacade", "Close", line, socket);
 }
 
+void ShutDownInCallback() {
+    COutputMessage::Error(
+        "[Error] A client was shut down from its own callback, which is not allowed: it ends later\n");
+}
+
 void ConnectFailed(const char* address, unsigned int port, unsigned int timeoutMs, int error, int line) {
     COutputMessage::Error("%s %d connect:%s %d timeout:%dms syserr:%d %s\n", "NoBlockClient", line, address,
                           static_cast<int>(port), static_cast<int>(timeoutMs), error, ErrorText(error).Get());

@@ -29,6 +29,9 @@ void TextAndNumber(const char* text, int value, int line = __builtin_LINE());
 // The socket facade closes a socket. Info.
 void Closing(int socket, int line = __builtin_LINE());
 
+// A client or an endpoint is shut down in a callback of its own. Error.
+void ShutDownInCallback();
+
 // A connect with timeout timed out or failed. Error.
 void ConnectFailed(const char* address, unsigned int port, unsigned int timeoutMs, int error,
                    int line = __builtin_LINE());

@@ -1,7 +1,6 @@
 #include "platform/SocketCalls.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -29,12 +28,12 @@ sockaddr_in MakeLocalAddress(const char* address, unsigned int port) {
     return record;
 }
 
-int OpenSocket(unsigned int protocol) {
+int OpenSocket(unsigned int protocol, int line) {
     const bool stream = protocol == kProtocolTcp;
     const int handle =
         socket(AF_INET, (stream ? SOCK_STREAM : SOCK_DGRAM) | SOCK_CLOEXEC, stream ? IPPROTO_TCP : IPPROTO_UDP);
     if (handle > 0) return handle;
-    Report::SystemError(errno);
+    Report::SystemError(errno, line);
     if (handle == 0) close(handle);
     return -1;
 }

@@ -13,8 +13,9 @@ sockaddr_in MakeAddress(unsigned int address, unsigned int port);
 // The same from a dotted text; any address when it is null.
 sockaddr_in MakeLocalAddress(const char* address, unsigned int port);
 
-// A socket that does not outlive an exec; -1 and a report when the system gives none (0 counts as none).
-int OpenSocket(unsigned int protocol);
+// A socket that does not outlive an exec; -1 and a report with the caller's line when the system gives none (0
+// counts as none).
+int OpenSocket(unsigned int protocol, int line = __builtin_LINE());
 
 // 0, or -1 with the error number set.
 int Bind(int socket, const sockaddr_in& address);

@@ -53,14 +53,23 @@ bool IsOpenSocket(int handle) {
 } // namespace
 
 int CSocketFacade::Close(int socket) const {
-    if (socket == 0) return 0;
-    Report::Closing(socket);
-    ShutdownAndClose(socket);
+    if (ShutDown(socket)) Release(socket);
     return 0;
 }
 
 int CSocketFacade::Close(int socket, const char* group) const {
-    if (socket == 0) return 0;
+    if (ShutDown(socket, group)) Release(socket);
+    return 0;
+}
+
+bool CSocketFacade::ShutDown(int socket) const {
+    if (socket == 0) return false;
+    Report::Closing(socket);
+    return WakeReaders(socket);
+}
+
+bool CSocketFacade::ShutDown(int socket, const char* group) const {
+    if (socket == 0) return false;
     Report::Closing(socket);
     if (group != nullptr) {
         ip_mreq membership{};
@@ -68,18 +77,18 @@ int CSocketFacade::Close(int socket, const char* group) const {
         if (Calls::SetOption(socket, IPPROTO_IP, IP_DROP_MEMBERSHIP, membership) != 0)
             Report::SocketError(socket, errno);
     }
-    ShutdownAndClose(socket);
-    return 0;
+    return WakeReaders(socket);
 }
 
-void CSocketFacade::ShutdownAndClose(int socket) const {
+// False when the handle is no socket.
+bool CSocketFacade::WakeReaders(int socket) const {
     const int kind = Fd_is_Socket(socket);
-    if (kind != 1 && !(kind == -1 && IsOpenSocket(socket))) return;
-    Shutdown(socket);
-    close(socket);
+    if (kind != 1 && !(kind == -1 && IsOpenSocket(socket))) return false;
+    shutdown(socket, SHUT_RDWR);
+    return true;
 }
 
-void CSocketFacade::Shutdown(int socket) const { shutdown(socket, SHUT_RDWR); }
+void CSocketFacade::Release(int socket) const { close(socket); }
 
 int CSocketFacade::Fd_is_Socket(int handle) const {
     char path[64];

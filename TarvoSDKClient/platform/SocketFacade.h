@@ -45,8 +45,11 @@ public:
     // Shuts down and closes a handle that is a socket; anything else stays open. 0.
     int Close(int socket) const;
     int Close(int socket, const char* group) const; // leaves the group first, if one is given
-    // Wakes whoever is blocked on the socket, which stays open.
-    void Shutdown(int socket) const;
+    // A close in two steps. The first writes the line, leaves the group and wakes whoever is blocked on the
+    // socket, which stays open; true when the handle is a socket, whose descriptor the second then closes.
+    bool ShutDown(int socket) const;
+    bool ShutDown(int socket, const char* group) const;
+    void Release(int socket) const;
 
     // ---- Ports, handles, addresses
     int ChangeProtocolType(unsigned int& protocol, unsigned int& type) const;
@@ -95,7 +98,7 @@ private:
     int OpenClient(int& socket, const char* address, unsigned int protocol, unsigned int& resolved) const;
     int AwaitConnection(int socket, const char* address, unsigned int port, unsigned int resolved,
                         unsigned int timeoutMs) const;
-    void ShutdownAndClose(int socket) const;
+    bool WakeReaders(int socket) const;
 };
 
 } // namespace System

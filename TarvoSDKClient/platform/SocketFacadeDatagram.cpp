@@ -40,8 +40,8 @@ bool Join(int socket, const char* group, in_addr_t interfaceAddress) {
 }
 
 // A datagram socket that several processes may bind to the same port.
-int OpenShared(int& socket) {
-    socket = Calls::OpenSocket(kProtocolUdp);
+int OpenShared(int& socket, int line = __builtin_LINE()) {
+    socket = Calls::OpenSocket(kProtocolUdp, line);
     if (socket == -1) return 1;
     Calls::SetOption(socket, SOL_SOCKET, SO_REUSEADDR, 1);
     return 0;

@@ -55,11 +55,6 @@ int CSocketTransfer::Receive(void* buffer, unsigned int& length, unsigned int& a
     return m_facade.ReceiveFrom(m_handle, buffer, length, address, port);
 }
 
-void CSocketTransfer::Shutdown() const {
-    const int handle = m_handle;
-    if (handle != -1) m_facade.Shutdown(handle);
-}
-
 int CSocketTransfer::Close(const char* group) {
     const int handle = m_handle.exchange(-1);
     if (handle != -1) m_facade.Close(handle, group);
@@ -70,6 +65,21 @@ int CSocketTransfer::Close() {
     const int handle = m_handle.exchange(-1);
     if (handle != -1) m_facade.Close(handle);
     return 0;
+}
+
+void CSocketTransfer::ShutDown(const char* group) {
+    const int handle = m_handle.exchange(-1);
+    if (handle != -1 && m_facade.ShutDown(handle, group)) m_shutDown = handle;
+}
+
+void CSocketTransfer::ShutDown() {
+    const int handle = m_handle.exchange(-1);
+    if (handle != -1 && m_facade.ShutDown(handle)) m_shutDown = handle;
+}
+
+void CSocketTransfer::Release() {
+    if (m_shutDown != -1) m_facade.Release(m_shutDown);
+    m_shutDown = -1;
 }
 
 } // namespace System

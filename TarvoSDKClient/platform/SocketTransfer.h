@@ -49,14 +49,18 @@ public:
     // True when the transfer holds no socket, the name notwithstanding.
     bool IsValid() const { return m_handle == -1; }
 
-    // Wakes whoever is blocked on the socket, which stays open.
-    void Shutdown() const;
-
     // Marks the handle invalid, then closes the socket, leaving the group first if one is given. 0.
     int Close(const char* group);
     int Close();
 
+    // The same in two steps, for a socket on which a thread may be blocked: after the first the thread wakes and
+    // finds the handle invalid; when it has ended, the second closes the descriptor.
+    void ShutDown(const char* group);
+    void ShutDown();
+    void Release();
+
 private:
+    int m_shutDown = -1; // what Release closes
     std::atomic<int> m_handle{-1};
     unsigned int m_protocol = kProtocolTcp;
     unsigned int m_address = 0;

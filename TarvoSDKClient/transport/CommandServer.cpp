@@ -10,12 +10,13 @@
 #include <new>
 
 #include "client/GlobalObject.h"
-#include "platform/OutputMessage.h"
+#include "platform/Presence.h"
 #include "platform/Reports.h"
 #include "platform/Utility.h"
 
 using System::CGuard;
 using System::CPlainGuard;
+using System::CPresence;
 using System::CUtility;
 
 namespace {
@@ -60,8 +61,10 @@ int CCommandServer::Start(const char* /*address*/, int port) {
 
 // False when it runs already, or still has to end and cannot.
 bool CCommandServer::Claim() {
-    if (m_stopping && Stop() != 0) return false;
-    return !m_running.exchange(true);
+    if (IsStopping() && Stop() != 0) return false;
+    if (m_running.exchange(true)) return false;
+    m_claimed = true;
+    return true;
 }
 
 int CCommandServer::OpenPeerSocket(int& handle, bool loopback) {
@@ -99,20 +102,19 @@ int CCommandServer::CreateResources() {
 }
 
 int CCommandServer::Stop() {
-    if (m_running.exchange(false)) BeginStop();
-    if (!m_stopping) return 0;
-    if (m_thread.IsCurrent()) {
-        COutputMessage::Error(
-            "[Error] A client was shut down from its own callback, which is not allowed: it ends later\n");
-        return 1;
-    }
+    BeginStop();
+    if (!m_claimed) return 0;
+    if (CPresence::Of(this)) return 1;
     FinishStop();
     return 0;
 }
 
-// From here on nobody waits and nobody enters, and the receive loop ends when its datagram is handled.
 void CCommandServer::BeginStop() {
-    m_stopping = true;
+    if (m_running.exchange(false)) WakeAndShutDown();
+}
+
+// From here on nobody waits and nobody enters, and the receive loop ends when its datagram is handled.
+void CCommandServer::WakeAndShutDown() {
     m_gate.Close();
     if (m_requestsReady) {
         const CGuard guard(&m_mutex);
@@ -120,27 +122,34 @@ void CCommandServer::BeginStop() {
         m_events.signal();
     }
     m_thread.running = false;
-    m_socket.Shutdown();
+    ShutDownSocket();
+}
+
+// The address of a group does not change while the endpoint runs.
+void CCommandServer::ShutDownSocket() {
+    if (m_multicast)
+        m_socket.ShutDown(m_address.c_str());
+    else
+        m_socket.ShutDown();
 }
 
 // The descriptor is closed only when no thread can be blocked on it, so that its number cannot be given to
 // another socket under a receive.
 void CCommandServer::FinishStop() {
     m_thread.Stop();
-    if (m_multicast)
-        m_socket.Close(m_address.c_str());
-    else
-        m_socket.Close();
     m_gate.AwaitEmpty();
+    m_socket.Release();
     m_sendArea.Destroy();
     m_receiveArea.Destroy();
     m_joinArea.Destroy();
     if (m_requestsReady) m_events.destroy();
     m_requestsReady = false;
     m_mutex.destroy();
-    m_stopping = false;
-    const CPlainGuard guard(m_userDataLock);
-    m_userData.fill(nullptr);
+    {
+        const CPlainGuard guard(m_userDataLock);
+        m_userData.fill(nullptr);
+    }
+    m_claimed = false;
 }
 
 bool CCommandServer::IsMulticast(const char* address) {

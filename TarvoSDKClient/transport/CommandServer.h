@@ -55,10 +55,13 @@ public:
     // becomes it.
     int Start(const char* address, int port) TARVO_NO_THREAD_SAFETY;
     // Ends the receive thread, makes waiting requests fail with 1 and waits until they have returned. Forgets
-    // the user data. 0. On the receive thread itself, whose end it cannot wait for: reports, lets the thread end
-    // after what it is doing, and returns 1; the endpoint then stays until a later stop or start completes this.
+    // the user data. 0. In a callback of its own, on the receive thread or on a thread that sends or requests,
+    // it cannot wait: that is then left to a later stop or start, and it returns 1.
     int Stop();
-    bool IsStopping() const { return m_stopping; }
+    // The part of a stop that waits for nobody. From any thread.
+    void BeginStop();
+    // Whether a stop has begun that is still to be completed.
+    bool IsStopping() const { return m_claimed && !m_running; }
 
     // True when the text names a multicast group.
     static bool IsMulticast(const char* address);
@@ -93,7 +96,8 @@ public:
     // Type 2.
     int Call(void* data, int length, sPacket* reply, unsigned int timeoutMs);
     // Type 2, with the endpoint's own record: the pointer stays valid until the next call of this form, and
-    // callers of this form share the record.
+    // callers of this form share the record. *replyLength is the record's length, bounded by what the record
+    // holds (0 to 300000): a media image states it as its sender likes.
     int Call(void* data, int length, void** replyData, int* replyLength, unsigned int timeoutMs);
 
     // The table of pending requests; the caller holds the endpoint's mutex.
@@ -118,7 +122,8 @@ private:
     int StartWith(bool opened, int handle);
     int CreateResources() TARVO_NO_THREAD_SAFETY;
     int OpenPeerSocket(int& handle, bool loopback) TARVO_NO_THREAD_SAFETY;
-    void BeginStop();
+    void WakeAndShutDown();
+    void ShutDownSocket() TARVO_NO_THREAD_SAFETY;
     void FinishStop() TARVO_NO_THREAD_SAFETY;
     bool ReceiveOnce(unsigned int& dirtyBytes);
     bool IsOwnDatagram(unsigned int sender, unsigned int senderPort) const;
@@ -156,8 +161,8 @@ private:
 
     // Atomic or with a lock of its own.
     std::atomic<bool> m_running{false};
-    std::atomic<bool> m_stopping{false}; // a stop has begun and is not complete
-    CRequestGate m_gate;                 // who is inside Send and Call
+    std::atomic<bool> m_claimed{false}; // from a start on until the end of its stop
+    CRequestGate m_gate;                // who is inside Send and Call
     System::CSocketTransfer m_socket;
 
     // Receive thread only.

@@ -90,12 +90,10 @@ int CCommandServer::DisposeMedia(const char* sender, unsigned int senderPort, co
     int consumed = 0;
     if (model.DecodeMedia(payload, length, consumed, packet) != 0) return 1;
     if (header.type == PackageType_MediaReply) {
-        // The image states how much of it is meant; what the message did not supply does not count.
+        // What the message supplied counts, whatever length the image states.
         constexpr unsigned int kDataOffset = offsetof(sPacket, data);
         const unsigned int supplied = std::min(length, static_cast<unsigned int>(sizeof *packet));
-        const unsigned int supplyData = supplied > kDataOffset ? supplied - kDataOffset : 0;
-        const auto stated = static_cast<unsigned int>(std::max(packet->length, 0));
-        DisposeResponse(sender, senderPort, header, packet, std::min(stated, supplyData));
+        DisposeResponse(sender, senderPort, header, packet, supplied > kDataOffset ? supplied - kDataOffset : 0);
     }
     model.ReleaseMedia(packet);
     return 0;

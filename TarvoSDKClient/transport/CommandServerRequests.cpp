@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <new>
 
+#include "platform/Presence.h"
 #include "platform/Reports.h"
 #include "platform/Utility.h"
 #include "transport/CommandServer.h"
@@ -29,6 +30,7 @@ std::uint32_t FirstRandomNumber(unsigned int seed) {
 
 int CCommandServer::Call(int type, void* data, int length, sPacket* reply, unsigned int timeoutMs,
                          unsigned int* replyBytes) {
+    const System::CPresence present(this);
     const CRequestGate::Passage inside(m_gate);
     unsigned int sequence = 0;
     int status = inside ? 0 : 1;
@@ -61,7 +63,6 @@ int CCommandServer::Call(void* data, int length, void** replyData, int* replyLen
     const int status = Call(PackageType_Request, data, length, &m_reply, timeoutMs);
     if (status != 0) return status;
     *replyData = m_reply.data;
-    // A media image states it as its sender likes; whoever reads that many bytes stays inside the record.
     *replyLength = std::clamp(m_reply.length, 0, static_cast<int>(kPacketDataSize));
     return 0;
 }

@@ -3,6 +3,7 @@
 #include <bit>
 #include <cstring>
 
+#include "platform/Presence.h"
 #include "transport/CommandServer.h"
 
 static_assert(std::endian::native == std::endian::little, "headers and bodies are copied as they stand");
@@ -10,6 +11,7 @@ static_assert(std::endian::native == std::endian::little, "headers and bodies ar
 using System::CGuard;
 
 int CCommandServer::Send(int type, const unsigned char* data, int length, unsigned int sequence) {
+    const System::CPresence present(this);
     const CRequestGate::Passage inside(m_gate);
     if (!inside) return 0;
     const CGuard guard(&m_mutex);

@@ -26,7 +26,7 @@ int CSequenceEventSet::create(unsigned int sequence) {
     if (event == nullptr || event->create(sequence) != 0) return 1;
     try {
         const CGuard guard(&m_listLock);
-        m_events.push_back(event.get());
+        m_eventList.push_back(event.get());
     } catch (const std::bad_alloc&) {
         event->destroy();
         return 1;
@@ -37,11 +37,11 @@ int CSequenceEventSet::create(unsigned int sequence) {
 
 int CSequenceEventSet::destroy(unsigned int sequence) {
     const CGuard guard(&m_listLock);
-    const auto found = std::find_if(m_events.begin(), m_events.end(),
+    const auto found = std::find_if(m_eventList.begin(), m_eventList.end(),
                                     [=](const CSequenceEvent* event) { return event->is(sequence) == 0; });
-    if (found == m_events.end()) return 1;
+    if (found == m_eventList.end()) return 1;
     const std::unique_ptr<CSequenceEvent> event(*found);
-    m_events.erase(found);
+    m_eventList.erase(found);
     event->destroy();
     return 0;
 }
@@ -53,7 +53,7 @@ int CSequenceEventSet::signal(unsigned int sequence) {
 
 int CSequenceEventSet::signal() {
     const CGuard guard(&m_listLock);
-    for (CSequenceEvent* event : m_events) event->signal();
+    for (CSequenceEvent* event : m_eventList) event->signal();
     return 0;
 }
 
@@ -64,20 +64,20 @@ int CSequenceEventSet::wait(unsigned int sequence, unsigned int timeoutMs) {
 
 CSequenceEvent* CSequenceEventSet::get(unsigned int sequence) {
     const CGuard guard(&m_listLock);
-    for (CSequenceEvent* event : m_events)
+    for (CSequenceEvent* event : m_eventList)
         if (event->is(sequence) == 0) return event;
     return nullptr;
 }
 
 unsigned int CSequenceEventSet::count() {
     const CGuard guard(&m_listLock);
-    return static_cast<unsigned int>(m_events.size());
+    return static_cast<unsigned int>(m_eventList.size());
 }
 
 void CSequenceEventSet::ReleaseAll() {
-    for (CSequenceEvent* event : m_events) {
+    for (CSequenceEvent* event : m_eventList) {
         event->destroy();
         delete event;
     }
-    m_events.clear();
+    m_eventList.clear();
 }

@@ -32,7 +32,7 @@ private:
     void ReleaseAll() TARVO_REQUIRES(m_listLock);
 
     System::CMutex m_listLock;
-    std::list<CSequenceEvent*> m_events TARVO_GUARDED_BY(m_listLock); // owned, in the order of creation
+    std::list<CSequenceEvent*> m_eventList TARVO_GUARDED_BY(m_listLock); // owned, in the order of creation
 };
 
 #endif

@@ -7,20 +7,21 @@
 #include <atomic>
 #include <cerrno>
 
+#include "platform/Presence.h"
 #include "platform/Reports.h"
 #include "platform/Signal.h"
 
 namespace System {
 
-// The owner has a member RunTask(), called again and again on the thread while `running` is set. The fields
+// The owner has a member RunTask(), called again and again on the thread while `running` is set; the thread is
+// present in the owner meanwhile (CPresence). The fields
 // that are not atomic are written while no thread runs.
 template <typename T>
 struct TThread {
     std::atomic<bool> running{false};
-    T* owner = nullptr;             // null when no thread is set up
-    CSignal exitSignal;             // raised by the thread when it ends
-    pthread_t handle{};             // 0 when no thread is running
-    std::atomic<pthread_t> self{0}; // the thread's own word while it runs its task
+    T* owner = nullptr; // null when no thread is set up
+    CSignal exitSignal; // raised by the thread when it ends
+    pthread_t handle{}; // 0 when no thread is running
 
     // 0; 1 with a report, and nothing set up, when the system gives no thread.
     int Start(T* newOwner) {
@@ -37,9 +38,6 @@ struct TThread {
         return 1;
     }
 
-    // Whether this thread is the caller's.
-    bool IsCurrent() const { return self == pthread_self(); }
-
     // Waits until the task has returned and the thread has ended. Not from the thread itself.
     void Stop() {
         if (handle == 0) return;
@@ -54,10 +52,11 @@ struct TThread {
     static void* Thread(void* record) {
         auto* const thread = static_cast<TThread*>(record);
         if (thread == nullptr || thread->owner == nullptr) return nullptr;
-        thread->self = pthread_self();
-        while (thread->running && thread->owner != nullptr) thread->owner->RunTask();
+        {
+            const CPresence inside(thread->owner);
+            while (thread->running && thread->owner != nullptr) thread->owner->RunTask();
+        }
         thread->running = false;
-        thread->self = 0;
         thread->exitSignal.signal();
         return nullptr;
     }

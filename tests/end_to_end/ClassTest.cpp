@@ -37,6 +37,18 @@ TEST_F(ClassTest, TheClassServesAsTheFunctionsDo) {
     EXPECT_EQ(object.TarvoFreeFrame(&copy) + object.FreeDataDescriptions(nullptr), 2);
 }
 
+TEST_F(ClassTest, ADestroyedClientIsOneWithoutASession) {
+    alignas(TarvoSDKClient) static unsigned char memory[sizeof(TarvoSDKClient)];
+    auto* const object = new (memory) TarvoSDKClient;
+    object->~TarvoSDKClient();
+    sServerDescription description;
+    for (const int result : {object->Initialize(host), object->Uninitialize(), object->WaitForForcePlateInit(1),
+                             object->SetDataCallback(nullptr, nullptr), object->GetDataDescriptions(&list),
+                             object->GetServerDescription(&description)})
+        EXPECT_EQ(result, 2);
+    EXPECT_EQ(object->GetLastFrameOfMocapData(), nullptr);
+}
+
 TEST_F(ClassTest, HelpersNeedNoServer) {
     TarvoSDKClient object;
     ClientCore core(1);

@@ -51,6 +51,12 @@ TEST_F(QueryTest, DescriptionsOfEveryTypeAreWhatTheServerLaidOut) {
     EXPECT_EQ(Answer([&] { return object->GetDataDescriptionsEx(&list); }, 107, 7, body.bytes), 0);
     EXPECT_EQ(list->descriptionCount, 6);
     EXPECT_EQ(object->FreeDataDescriptions(list), 0);
+    // An image states what it likes about its length.
+    const Bytes image = Body().U32(0, 0).Put(body.bytes).bytes;
+    EXPECT_EQ(Answer([&] { return GetDataDescriptions(client, &list); }, 101, 105, image), 0);
+    ASSERT_NE(list, nullptr);
+    EXPECT_EQ(list->descriptionCount, 6);
+    EXPECT_EQ(FreeDataDescriptions(client, list), 0);
 }
 
 TEST_F(QueryTest, DescriptionsThatTheReplyDoesNotHoldAreNone) {

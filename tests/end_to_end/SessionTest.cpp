@@ -36,6 +36,17 @@ TEST_F(SessionTest, AFailedStartAllowsNoQueriesAndCanBeTriedAgain) {
     EXPECT_EQ(Start(client), 0);
 }
 
+// What a receive thread writes at its end follows the line of the socket that ended it.
+TEST_F(SessionTest, AnEndBeginsWithTheLineThatClosesTheStream) {
+    for (int session = 0; session < 10; ++session) {
+        ASSERT_EQ(Start(client), 0);
+        log.Clear();
+        EXPECT_EQ(Uninitialize(client), 0);
+        ASSERT_FALSE(log.Words().empty());
+        EXPECT_EQ(log.Words().front().substr(0, 7), "Close h") << log.Words().front();
+    }
+}
+
 TEST_F(SessionTest, ASilentServerIsGivenUpAfterFiveSeconds) {
     const long took = TimeOf([&] { EXPECT_EQ(Initialize(client, host), 1); });
     EXPECT_TRUE(took >= 4990 && took < 9000) << took;

@@ -57,6 +57,25 @@ TEST_F(StreamTest, AStartSendsTheVersionJoinsTheStreamAndGreets) {
     EXPECT_TRUE(Initialize(client, host) == 1 && server.IsQuiet()) << "runs already";
 }
 
+// An endpoint that was stopped has forgotten its user data, one that was never started has not.
+TEST_F(StreamTest, AFailedStartForgetsTheUserDataOfTheEndpointsThatItStopped) {
+    SetDataCallback(client, SeeFrame, one);
+    EXPECT_EQ(Answer([&] { return Initialize(client, host); }, 0, 1, Bytes(265)), 10);
+    ASSERT_EQ(Start(client), 0);
+    server.Multicast(FrameBody(1));
+    EXPECT_EQ(events.Take(1), Texts{"one 1"});
+    EXPECT_EQ(Uninitialize(client), 0);
+
+    SetDataCallback(client, SeeFrame, one);
+    {
+        const ScriptedServer taken(5231);
+        EXPECT_EQ(Answer([&] { return Initialize(client, host); }, 0, 1, kAccepted), 1);
+    }
+    ASSERT_EQ(Start(client), 0);
+    server.Multicast(FrameBody(2));
+    EXPECT_EQ(events.Take(1), Texts{"nobody 2"});
+}
+
 TEST_F(StreamTest, FramesReachTheCallbackBeforeTheQueueInTheSameOrder) {
     ASSERT_EQ(Start(client), 0);
     const auto see = [](sFrameOfMocapData* frame, void* handle) {

@@ -56,7 +56,7 @@ TEST(Buffer, OperationsKeepToTheBlock) {
     EXPECT_TRUE(four.Position() == 3 && copy.Position() == 0 && copy == four && !none.BufferNull());
     copy.Buffer()[3] = 'x';
     EXPECT_EQ(said(copy == four || four == none), "0");
-    EXPECT_EQ(said(empty == empty) + said(CBuffer::Clone(&none, &copy)), "0 Failed.1 Failed.");
+    EXPECT_EQ(said(empty == empty) + said(empty.Clone(&none, &copy)), "0 Failed.1 Failed.");
     EXPECT_EQ(said(copy.BufferNull() && CBuffer(empty).BufferNull()), "1 Failed.|Failed.");
     EXPECT_EQ(said(four.Consign(new unsigned char[2], 2) || four.Recreate(3) || four.Destroy()), "0");
     EXPECT_TRUE(none.Destroy() == 0 && four.BufferNull() && four.Length() == 0);

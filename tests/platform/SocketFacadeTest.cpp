@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <set>
 
 #include "platform/SocketTransfer.h"
 #include "support/Said.h"
@@ -51,6 +52,23 @@ struct Sockets : testing::Test, CSocketFacade {
     unsigned int address = 0, port = 0, length = 0;
     char text[32]{};
 };
+
+// A report carries the line of the statement that gave up, by which one operation is told from another.
+TEST_F(Sockets, AnOperationThatGetsNoSocketSaysWhichItIs) {
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const rlimit none{0, limit.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    EXPECT_EQ(Server(peer, 0, kUdp), 1);
+    EXPECT_EQ(Broadcast(peer, nullptr, 0), 1);
+    EXPECT_EQ(Multicast(peer, nullptr, kGroup, 0, true), 1);
+    EXPECT_EQ(Multicast(peer, nullptr, 0, kGroup, 0, true), 1);
+    EXPECT_EQ(Client(peer, kHost, 0, kUdp, 0), 7);
+    setrlimit(RLIMIT_NOFILE, &limit);
+    std::set<std::string> lines;
+    for (const LogLines::Line& line : said.log.Lines()) lines.insert(line.text);
+    EXPECT_EQ(lines.size(), 5U);
+}
 
 TEST_F(Sockets, CloseSparesWhatIsNoSocket) {
     const int file = Keep(::open("/dev/null", O_RDONLY | O_CLOEXEC));
