@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "AppDataModel.h"
+#include "model/FrameStore.h"
 
 using System::CGuard;
 
@@ -37,7 +38,10 @@ sFrameOfMocapData* CFrameCache::read() {
     const CGuard guard(&m_lock);
     if (m_count == 0) return nullptr;
     sFrameOfMocapData* const frame = TakeOldest();
-    std::memcpy(static_cast<void*>(&m_readSlot), frame, sizeof m_readSlot);
-    delete frame; // its arrays live on in the slot
+    if (!CFrameStore::Instance().MoveOut(frame, m_readSlot, m_readExtent)) {
+        std::memcpy(static_cast<void*>(&m_readSlot), frame, sizeof m_readSlot);
+        m_readExtent = FrameExtent::Whole();
+        delete frame; // its arrays live on in the slot
+    }
     return &m_readSlot;
 }

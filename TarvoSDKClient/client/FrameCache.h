@@ -6,6 +6,7 @@
 #include <cstddef>
 
 #include "TarvoSDKClient.h"
+#include "model/FrameExtent.h"
 #include "platform/Mutex.h"
 
 // Callable from any thread. Keeps the 32 newest unread frames and owns them.
@@ -16,8 +17,8 @@ public:
     CFrameCache(const CFrameCache&) = delete;
     CFrameCache& operator=(const CFrameCache&) = delete;
 
-    // Takes a frame from CAppDataModel::DecodeMocap over; releases the oldest one when there are too many.
-    // Null is ignored.
+    // Takes a frame over, from the store of frames or from CAppDataModel::DecodeMocap; releases the oldest one
+    // when there are too many. Null is ignored.
     void write(sFrameOfMocapData* frame);
 
     // Moves the oldest frame into the read slot and returns the slot, or null when there is none. The slot's
@@ -30,7 +31,8 @@ private:
     sFrameOfMocapData* TakeOldest() TARVO_REQUIRES(m_lock);
 
     System::CMutex m_lock;
-    sFrameOfMocapData m_readSlot{}; // written under m_lock; between two reads its reader's
+    sFrameOfMocapData m_readSlot{};                    // written under m_lock; between two reads its reader's
+    FrameExtent m_readExtent TARVO_GUARDED_BY(m_lock); // how far a frame has filled the slot
     std::array<sFrameOfMocapData*, kMaxFrames> m_ring TARVO_GUARDED_BY(m_lock){};
     std::size_t m_oldest TARVO_GUARDED_BY(m_lock) = 0;
     std::size_t m_count TARVO_GUARDED_BY(m_lock) = 0;

@@ -5,6 +5,8 @@
 
 namespace System {
 
+class CDatagramBatch;
+
 // Protocol selectors.
 inline constexpr unsigned int kProtocolTcp = 0;
 inline constexpr unsigned int kProtocolUdp = 1;
@@ -40,6 +42,9 @@ public:
     int ReceiveFrom(int socket, void* buffer, unsigned int& length, unsigned int& address,
                     unsigned int& port) const;
     int ReceiveFrom(int socket, void* buffer, unsigned int& length, char* address, unsigned int& port) const;
+
+    // Blocks for one datagram and takes those with it that wait behind it, as many as the batch has slots.
+    int ReceiveBatch(int socket, CDatagramBatch& batch) const;
 
     // ---- Closing
     // Shuts down and closes a handle that is a socket; anything else stays open. 0.

@@ -3,6 +3,7 @@
 
 #include <cerrno>
 
+#include "platform/DatagramBatch.h"
 #include "platform/Reports.h"
 #include "platform/SocketCalls.h"
 #include "platform/SocketFacade.h"
@@ -179,6 +180,22 @@ int CSocketFacade::ReceiveFrom(int socket, void* buffer, unsigned int& length, c
     if (!ReceiveDatagram(socket, buffer, length, sender)) return 1;
     port = ntohs(sender.sin_port);
     return ChangeIpAddress(ntohl(sender.sin_addr.s_addr), address, INET_ADDRSTRLEN);
+}
+
+int CSocketFacade::ReceiveBatch(int socket, CDatagramBatch& batch) const {
+    batch.m_count = 0;
+    if (socket == -1) {
+        Report::Failed();
+        return 1;
+    }
+    const int received =
+        recvmmsg(socket, batch.m_messages.data(), CDatagramBatch::kSlots, MSG_WAITFORONE, nullptr);
+    if (received == -1) {
+        Report::SocketError(socket, errno);
+        return 1;
+    }
+    batch.Took(static_cast<unsigned int>(received));
+    return 0;
 }
 
 } // namespace System

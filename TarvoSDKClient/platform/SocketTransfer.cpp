@@ -55,6 +55,8 @@ int CSocketTransfer::Receive(void* buffer, unsigned int& length, unsigned int& a
     return m_facade.ReceiveFrom(m_handle, buffer, length, address, port);
 }
 
+int CSocketTransfer::Receive(CDatagramBatch& batch) const { return m_facade.ReceiveBatch(m_handle, batch); }
+
 int CSocketTransfer::Close(const char* group) {
     const int handle = m_handle.exchange(-1);
     if (handle != -1) m_facade.Close(handle, group);

@@ -46,6 +46,9 @@ public:
     int Receive(void* buffer, unsigned int& length, char* address, unsigned int& port);
     int Receive(void* buffer, unsigned int& length, unsigned int& address, unsigned int& port);
 
+    // As many datagrams as wait, after blocking for one.
+    int Receive(CDatagramBatch& batch) const;
+
     // True when the transfer holds no socket, the name notwithstanding.
     bool IsValid() const { return m_handle == -1; }
 

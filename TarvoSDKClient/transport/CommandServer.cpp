@@ -14,6 +14,7 @@
 #include "platform/Reports.h"
 #include "platform/Utility.h"
 
+using System::CDatagramBatch;
 using System::CGuard;
 using System::CPlainGuard;
 using System::CPresence;
@@ -22,7 +23,6 @@ using System::CUtility;
 namespace {
 
 constexpr unsigned int kSendAreaSize = 131072;
-constexpr unsigned int kReceiveAreaSize = 131072;
 constexpr unsigned int kJoinAreaSize = 524288;
 constexpr unsigned int kPauseAfterFailureMs = 10; // keeps a failing receive from spinning
 
@@ -91,7 +91,7 @@ int CCommandServer::StartWith(bool opened, int handle) {
 }
 
 int CCommandServer::CreateResources() {
-    if (m_sendArea.Create(kSendAreaSize) != 0 || m_receiveArea.Create(kReceiveAreaSize) != 0 ||
+    if (m_sendArea.Create(kSendAreaSize) != 0 || m_receiveArea.Create() != 0 ||
         m_joinArea.Create(kJoinAreaSize) != 0)
         return 1;
     if (m_mutex.create() != 0) return 1;
@@ -177,35 +177,37 @@ void* CCommandServer::UserData(DataType type) {
 }
 
 int CCommandServer::RunTask() {
-    unsigned int dirtyBytes = m_receiveArea.Length();
     while (m_running)
-        if (!ReceiveOnce(dirtyBytes)) break;
+        if (!ReceiveOnce()) break;
     return 0;
 }
 
-// False when the loop has nothing to receive from any more. The area reads as zero past the datagram:
-// clearing what the previous datagram left shows the same as clearing it all.
-bool CCommandServer::ReceiveOnce(unsigned int& dirtyBytes) {
-    std::memset(m_receiveArea.Buffer(), 0, dirtyBytes);
-    dirtyBytes = 0;
+// False when the loop has nothing to receive from any more. One call takes all datagrams that wait, since the call
+// is what a small one costs most for; a stop is seen between two of them.
+bool CCommandServer::ReceiveOnce() {
     if (m_socket.IsValid()) {
         Report::Failed();
         return false;
     }
-    unsigned int length = m_receiveArea.Length();
-    unsigned int sender = 0;
-    unsigned int senderPort = 0;
-    if (m_socket.Receive(m_receiveArea.Buffer(), length, sender, senderPort) != 0 || length == 0) {
+    if (m_socket.Receive(m_receiveArea) != 0) {
         Report::Failed();
         CUtility::Sleep(kPauseAfterFailureMs);
         return true;
     }
-    dirtyBytes = length;
-    if (IsOwnDatagram(htonl(sender), senderPort)) return true;
-    if (sender != m_sender) Facade().ChangeIpAddress(sender, m_senderText, sizeof m_senderText);
-    m_sender = sender;
-    DisposeStream(m_senderText, senderPort, m_receiveArea.Buffer(), length);
+    for (unsigned int i = 0; i < m_receiveArea.Count() && m_running; ++i) HandleDatagram(m_receiveArea[i]);
     return true;
+}
+
+void CCommandServer::HandleDatagram(const CDatagramBatch::Datagram& datagram) {
+    if (datagram.length == 0) {
+        Report::Failed();
+        CUtility::Sleep(kPauseAfterFailureMs);
+        return;
+    }
+    if (IsOwnDatagram(htonl(datagram.sender), datagram.senderPort)) return;
+    if (datagram.sender != m_sender) Facade().ChangeIpAddress(datagram.sender, m_senderText, sizeof m_senderText);
+    m_sender = datagram.sender;
+    DisposeStream(m_senderText, datagram.senderPort, datagram.data, datagram.length);
 }
 
 bool CCommandServer::IsOwnDatagram(unsigned int sender, unsigned int senderPort) const {

@@ -11,6 +11,7 @@
 
 #include "TarvoWire.h"
 #include "platform/Buffer.h"
+#include "platform/DatagramBatch.h"
 #include "platform/Mutex.h"
 #include "platform/PlainMutex.h"
 #include "platform/SocketTransfer.h"
@@ -125,7 +126,8 @@ private:
     void WakeAndShutDown();
     void ShutDownSocket() TARVO_NO_THREAD_SAFETY;
     void FinishStop() TARVO_NO_THREAD_SAFETY;
-    bool ReceiveOnce(unsigned int& dirtyBytes);
+    bool ReceiveOnce();
+    void HandleDatagram(const System::CDatagramBatch::Datagram& datagram);
     bool IsOwnDatagram(unsigned int sender, unsigned int senderPort) const;
     void* UserData(DataType type);
 
@@ -169,7 +171,7 @@ private:
     std::uint8_t m_expectedFragment = 0; // 0 when no message is being joined
     unsigned int m_sender = 0;           // of the latest datagram, host byte order
     char m_senderText[kAddressTextSize] = "0.0.0.0";
-    CBuffer m_receiveArea;
+    System::CDatagramBatch m_receiveArea;
     CBuffer m_joinArea; // its position is the number of bytes joined so far; never cleared
 
     // Guarded by m_mutex, which exists while the endpoint runs. The peer changes on an endpoint that learns it.

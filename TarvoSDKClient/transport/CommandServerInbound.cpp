@@ -1,9 +1,9 @@
 // From a datagram to its handling: checking, joining fragments, and what each type of message does.
 #include <cstring>
 
-#include "AppDataModel.h"
 #include "client/ForcePlateMananger.h"
 #include "client/GlobalObject.h"
+#include "model/FrameStore.h"
 #include "platform/AppCallBack.h"
 #include "platform/Reports.h"
 #include "transport/CommandServer.h"
@@ -98,13 +98,8 @@ int CCommandServer::DisposePackage(const char* sender, unsigned int senderPort, 
 }
 
 int CCommandServer::DisposeFrame(const unsigned char* payload, unsigned int length) {
-    CAppDataModel model;
-    sFrameOfMocapData* frame = nullptr;
-    int consumed = 0;
-    if (model.DecodeMocap(payload, length, consumed, frame) != 0) {
-        model.ReleaseMocap(frame);
-        return 1;
-    }
+    sFrameOfMocapData* const frame = CFrameStore::Instance().Decode(payload, length);
+    if (frame == nullptr) return 1;
     sForcePlates plates;
     if (ForcePlateMananger::Instance().GetSForcePlates(frame, &plates) == 0)
         CAppCallBack::ForcePlate(&plates, UserData(DataType_ForcePlate));

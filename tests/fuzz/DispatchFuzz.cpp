@@ -1,16 +1,32 @@
 // Sequences of arbitrary datagrams through the dispatch of one running endpoint, in place of its receive thread.
 #include <cstring>
 #include <memory>
+#include <vector>
 
+#include "AppDataModel.h"
 #include "client/GlobalObject.h"
-#include "platform/OutputMessage.h"
+#include "platform/AppCallBack.h"
+#include "support/SameRecord.h"
 #include "transport/CommandServer.h"
 
 namespace {
 
+// A record that was used before must be as a fresh one would be, in every byte.
+void CheckRecord(sFrameOfMocapData& frame) {
+    static std::vector<unsigned char> body(std::size_t{1} << 24); // as much as the counts allow
+    CAppDataModel model;
+    sFrameOfMocapData* fresh = nullptr;
+    int length = 0;
+    model.EncodeMocap(&frame, body.data(), length);
+    if (model.DecodeMocap(body.data(), static_cast<unsigned int>(length), length, fresh) != 0) std::abort();
+    if (!SameRecord(frame, *fresh)) std::abort();
+    model.ReleaseMocap(fresh);
+}
+
 CCommandServer& Endpoint() {
     static CCommandServer* const endpoint = [] {
         COutputMessage::SetLevel(Verbosity_None);
+        Application::CAppCallBack::SetStreamFunc([](sFrameOfMocapData* frame, void*) { CheckRecord(*frame); });
         auto* const started = new CCommandServer;
         // Sends nothing: no request is made, and nobody knows its port.
         if (started->Start(nullptr, "127.0.0.1", 1, true) != 0) std::abort();
