@@ -13,6 +13,17 @@ struct Bench {
 
     int Repetitions() const { return quick ? 3 : 9; }
 
+    // A figure of a load, measured in turn on both sides.
+    template <typename Measure>
+    void InTurn(const std::string& what, const FrameLoad& load, int repetitions, Measure measure) {
+        Row row{what, load.name, "us", {}, {}, ""};
+        for (int i = 0; i < repetitions; ++i) {
+            row.ours.push_back(measure(client));
+            row.floor.push_back(measure(bare));
+        }
+        rows.push_back(row);
+    }
+
     // Repetitions of a measurement in turn on both sides, of whose values the median and the 99th percentile are
     // kept.
     template <typename Ours, typename Floor>
@@ -33,12 +44,18 @@ struct Bench {
 };
 
 void MeasureReceivePath(Bench& bench);
+void MeasurePaced(Bench& bench);
+void MeasureQueued(Bench& bench);
 void MeasureLatency(Bench& bench);
 void MeasureRoundTrip(Bench& bench);
 void MeasureSustainedRate(Bench& bench);
 void MeasureFootprint(Bench& bench);
 
-// Processor microseconds for a frame when the next one leaves as soon as the last one was received.
+// Of a client alone, before anything else has been streamed.
+std::vector<Row> MeasureMemory();
+
+// Processor microseconds of the receive thread for a frame when the next one leaves as soon as the last one was
+// received.
 double ReceiveInStep(FrameSender& sender, Receiver& receiver, int frames);
 
 #endif

@@ -41,21 +41,30 @@ double Status(const std::string& name) {
     return value;
 }
 
-void MeasureMemory(Bench& bench) {
+} // namespace
+
+std::vector<Row> MeasureMemory() {
     constexpr int kClients = 8;
+    constexpr int kFillsTheQueue = 40;
     const double resident = Status("VmRSS:");
     const double size = Status("VmSize:");
-    std::vector<std::unique_ptr<StreamClient>> clients(kClients);
-    for (auto& client : clients) client = std::make_unique<StreamClient>();
-    const auto each = [](double now, double before) { return std::vector<double>{(now - before) / kClients}; };
-    bench.rows.push_back({"memory of a client", "resident", "KiB", each(Status("VmRSS:"), resident), {}, ""});
-    bench.rows.push_back({"memory of a client", "virtual", "KiB", each(Status("VmSize:"), size), {}, ""});
+    const auto row = [](const std::string& what, double now, double before, int clients) {
+        return Row{"memory of a client", what, "KiB", {(now - before) / clients}, {}, ""};
+    };
+    std::vector<Row> rows;
+    std::vector<std::unique_ptr<StreamClient>> clients;
+    clients.push_back(std::make_unique<StreamClient>());
+    FrameSender person(kLoads[2]);
+    ReceiveInStep(person, *clients.front(), kFillsTheQueue);
+    rows.push_back(row("resident, queue full of persons", Status("VmRSS:"), resident, 1));
+    const double first = Status("VmRSS:");
+    while (clients.size() <= kClients) clients.push_back(std::make_unique<StreamClient>());
+    rows.push_back(row("resident, each further one", Status("VmRSS:"), first, kClients));
+    rows.push_back(row("virtual", Status("VmSize:"), size, kClients + 1));
+    return rows;
 }
-
-} // namespace
 
 void MeasureFootprint(Bench& bench) {
     CountLosses(bench);
     MeasureIdle(bench);
-    MeasureMemory(bench);
 }

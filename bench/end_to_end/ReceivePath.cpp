@@ -1,4 +1,4 @@
-// Processor time of the receive thread for a frame, wake-up included.
+// Processor time of the receive thread for a frame, wake-up included, in the three rhythms in which frames come.
 #include "end_to_end/Bench.h"
 
 double ReceiveInStep(FrameSender& sender, Receiver& receiver, int frames) {
@@ -10,19 +10,67 @@ double ReceiveInStep(FrameSender& sender, Receiver& receiver, int frames) {
     return receiver.arrivals.ProcessorTime();
 }
 
+namespace {
+
+constexpr int kFillsTheQueue = 40; // of the library, which then lets a frame go for each that comes
+
+double ReceivePaced(FrameSender& sender, Receiver& receiver, int frames, int rate) {
+    receiver.arrivals.Expect(frames);
+    sender.Stream(receiver, frames, rate);
+    Require(receiver.arrivals.Await(frames), "a frame is lost although there is time for it");
+    return receiver.arrivals.ProcessorTime();
+}
+
+// Frames that wait in the socket when the receiver comes to it; as many as there is room for in every socket.
+double ReceiveQueued(FrameSender& sender, Receiver& receiver, int rounds) {
+    constexpr int kDatagrams = 120;
+    const int frames = 1 + kDatagrams / sender.Datagrams();
+    Arrivals& arrivals = receiver.arrivals;
+    double sum = 0;
+    for (int i = 0; i < rounds; ++i) {
+        arrivals.Expect(frames);
+        arrivals.HoldFirst();
+        sender.Send(receiver);
+        arrivals.AwaitHeld();
+        for (int k = 1; k < frames; ++k) sender.Send(receiver);
+        arrivals.Release();
+        Require(arrivals.Await(frames), "a frame is lost although there is room for it");
+        sum += arrivals.ProcessorTime();
+    }
+    return sum / rounds;
+}
+
+} // namespace
+
 void MeasureReceivePath(Bench& bench) {
     constexpr int kFrames = 400;
-    constexpr int kWarmUp = 40; // fills the library's queue
     const auto measure = [&](const std::string& what, const FrameLoad& load) {
         FrameSender sender(load);
-        ReceiveInStep(sender, bench.client, kWarmUp);
-        Row row{what, load.name, "us", {}, {}, ""};
-        for (int i = 0; i < bench.Repetitions(); ++i) {
-            row.ours.push_back(ReceiveInStep(sender, bench.client, kFrames));
-            row.floor.push_back(ReceiveInStep(sender, bench.bare, kFrames));
-        }
-        bench.rows.push_back(row);
+        ReceiveInStep(sender, bench.client, kFillsTheQueue);
+        bench.InTurn(what, load, bench.Repetitions(),
+                     [&](Receiver& receiver) { return ReceiveInStep(sender, receiver, kFrames); });
     };
-    for (const FrameLoad& load : kLoads) measure("receive path", load);
-    for (const int bodies : kGrowth) measure("receive path by bodies", Bodies(bodies));
+    for (const FrameLoad& load : kLoads) measure("in step", load);
+    for (const int bodies : kGrowth) measure("in step by bodies", Bodies(bodies));
+}
+
+void MeasurePaced(Bench& bench) {
+    for (const auto& [what, rate, frames] :
+         {std::tuple{"paced at 120 Hz", 120, 90}, {"paced at 1 kHz", 1000, 500}})
+        for (const FrameLoad& load : {kLoads[0], kLoads[2], kLoads[3]}) {
+            FrameSender sender(load);
+            ReceiveInStep(sender, bench.client, kFillsTheQueue);
+            bench.InTurn(what, load, bench.quick ? 3 : 5, [&](Receiver& receiver) {
+                return ReceivePaced(sender, receiver, frames / (bench.quick ? 3 : 1), rate);
+            });
+        }
+}
+
+void MeasureQueued(Bench& bench) {
+    for (const FrameLoad& load : {kLoads[2], kLoads[3]}) {
+        FrameSender sender(load);
+        ReceiveInStep(sender, bench.client, kFillsTheQueue);
+        bench.InTurn("queued", load, bench.Repetitions(),
+                     [&](Receiver& receiver) { return ReceiveQueued(sender, receiver, 40); });
+    }
 }

@@ -87,10 +87,21 @@ void Arrivals::Take(std::uint64_t sentAt) {
     const auto index = static_cast<std::size_t>(Count());
     if (index >= m_latencies.size()) return; // a straggler
     m_latencies[index] = static_cast<double>(now - static_cast<std::int64_t>(sentAt)) / 1e3;
-    if (index == 0) m_processorStart = Now(CLOCK_THREAD_CPUTIME_ID);
+    if (index == 0) {
+        m_isHeld = true;
+        while (m_held) {
+        }
+        m_isHeld = false;
+        m_processorStart = Now(CLOCK_THREAD_CPUTIME_ID);
+    }
     if (index + 1 == m_latencies.size()) m_processorEnd = Now(CLOCK_THREAD_CPUTIME_ID);
     SpinUntil(now + m_holdNs);
     m_count.fetch_add(1, std::memory_order_release);
+}
+
+void Arrivals::AwaitHeld() const {
+    while (!m_isHeld) {
+    }
 }
 
 bool Arrivals::Await(int frames) const {

@@ -30,6 +30,10 @@ bool PinTo(Core core);
 class Arrivals {
 public:
     void Expect(int frames, std::int64_t holdNs = 0); // each frame keeps the receive thread for so long
+    // The first frame keeps the receive thread until it is released. AwaitHeld: until that thread is there.
+    void HoldFirst() { m_held = true; }
+    void AwaitHeld() const;
+    void Release() { m_held = false; }
     void Take(std::uint64_t sentAt);
     bool Await(int frames) const; // false when nothing has come for a while
     int Count() const { return m_count.load(std::memory_order_acquire); }
@@ -38,6 +42,8 @@ public:
 
 private:
     std::atomic<int> m_count{0};
+    std::atomic<bool> m_held{false};
+    std::atomic<bool> m_isHeld{false};
     std::vector<double> m_latencies;
     std::int64_t m_holdNs = 0;
     std::int64_t m_processorStart = 0; // in the first frame
@@ -105,6 +111,7 @@ private:
 class FrameSender {
 public:
     explicit FrameSender(const FrameLoad& load);
+    int Datagrams() const { return static_cast<int>(m_datagrams.size()); } // of a frame
     void Send(const Receiver& to);
     // So many frames at this rate. Frames a second that it came to.
     double Stream(const Receiver& to, int frames, double rate);

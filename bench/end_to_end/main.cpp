@@ -15,10 +15,11 @@ std::vector<Row> MeasureAll(bool quick) {
     BareLoop bare;
     PinTo(Core::kSender);
     const Server server;
+    std::vector<Row> memory = MeasureMemory();
     StreamClient client;
-    Bench bench{bare, client, quick};
-    for (const auto chapter :
-         {MeasureReceivePath, MeasureLatency, MeasureRoundTrip, MeasureSustainedRate, MeasureFootprint})
+    Bench bench{bare, client, quick, std::move(memory)};
+    for (const auto chapter : {MeasurePaced, MeasureQueued, MeasureReceivePath, MeasureLatency, MeasureRoundTrip,
+                               MeasureSustainedRate, MeasureFootprint})
         chapter(bench);
     return bench.rows;
 }

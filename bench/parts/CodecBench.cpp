@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "AppDataModel.h"
+#include "model/FrameStore.h"
 #include "parts/Floor.h"
 #include "parts/Pair.h"
 
@@ -21,6 +22,17 @@ void RegisterDecode(const std::string& what, const FrameLoad& load) {
     const Body body = load.Encode();
     const auto ours = [body] { Release(Decode(body)); };
     RegisterPair(what + "/" + load.name, ours, Floor(Allocations(ours), body, true));
+}
+
+// As the dispatch does it, with a kept record, beside the same floor.
+void RegisterDispatch(const FrameLoad& load) {
+    const Body body = load.Encode();
+    const auto plain = [body] { Release(Decode(body)); };
+    const auto ours = [body] {
+        CFrameStore& store = CFrameStore::Instance();
+        store.GiveBack(store.Decode(body.data(), static_cast<unsigned int>(body.size())));
+    };
+    RegisterPair("decode in dispatch/" + load.name, ours, Floor(Allocations(plain), body, true));
 }
 
 // The floor zeroes the list and nothing of the records in it.
@@ -59,6 +71,7 @@ void RegisterCopy(const FrameLoad& load) {
 
 void RegisterCodecs() {
     for (const FrameLoad& load : kLoads) RegisterDecode("decode", load);
+    for (const FrameLoad& load : kLoads) RegisterDispatch(load);
     for (const FrameLoad& load : kLoads) RegisterCopy(load);
     for (const int bodies : kGrowth) RegisterDecode("decode by bodies", Bodies(bodies));
     RegisterDescriptions("person", DescribeFigures(1, 53, 2));

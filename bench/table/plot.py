@@ -6,8 +6,8 @@ import statistics
 import sys
 
 WIDTH, HEIGHT, LEFT, BOTTOM, TOP, RIGHT = 720, 420, 70, 50, 20, 190
-LINES = [("receive path by bodies", "ours", "#0b5fa5", "receive path"),
-         ("receive path by bodies", "floor", "#8fb8dc", "its floor"),
+LINES = [("in step by bodies", "ours", "#0b5fa5", "receive path"),
+         ("in step by bodies", "floor", "#8fb8dc", "its floor"),
          ("decode by bodies", "ours", "#b3430e", "decode and release"),
          ("decode by bodies", "floor", "#e3aa8c", "its floor")]
 MICROSECONDS = {"us": 1, "ns": 1e-3}
