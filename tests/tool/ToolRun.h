@@ -9,6 +9,8 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -95,9 +97,28 @@ inline std::string Output(const std::string& commandLine, int exitCode) {
     return text;
 }
 
-// Of this process alone: tests run side by side.
+// A folder of this process alone, for tests run side by side; it goes when the process ends.
+class TemporaryFolder {
+public:
+    TemporaryFolder() : m_path(testing::TempDir() + "velmar-XXXXXX") {
+        if (mkdtemp(m_path.data()) == nullptr) std::perror("mkdtemp");
+    }
+    ~TemporaryFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_path, ignored);
+    }
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    std::string Path(const std::string& name) const { return m_path + "/" + name; }
+
+private:
+    std::string m_path;
+};
+
 inline std::string Path(const std::string& name) {
-    return testing::TempDir() + std::to_string(getpid()) + "-" + name;
+    static const TemporaryFolder folder;
+    return folder.Path(name);
 }
 
 inline std::string TemporaryFile(const std::string& name, const std::string& content) {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "Routes.h"
 #include "doctor/Checks.h"
 #include "doctor/Firewall.h"
 #include "wire/Addresses.h"

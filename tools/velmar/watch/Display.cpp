@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "Wording.h"
+
 namespace {
 
 double Rate(long long frames, double seconds) { return seconds > 0 ? static_cast<double>(frames) / seconds : 0; }
@@ -30,11 +32,10 @@ std::string Plates(const StreamState& s, const char* separator) {
 
 std::string Counts(const StreamState& s) {
     const auto& c = s.counts;
-    return fmt::format(
-        "{} marker sets ({} markers), {} skeletons ({} bones), {} rigid bodies, {} labelled and {} other "
-        "markers, {} analog",
-        c.markerSets, c.setMarkers, c.skeletons, c.bones, c.rigidBodies, c.labeledMarkers, c.otherMarkers,
-        c.analog);
+    return fmt::format("{} ({}), {} ({}), {}, {}, {}, {}", Counted(c.markerSets, "marker set"),
+                       Counted(c.setMarkers, "marker"), Counted(c.skeletons, "skeleton"), Counted(c.bones, "bone"),
+                       Counted(c.rigidBodies, "rigid body"), Counted(c.labeledMarkers, "labelled marker"),
+                       Counted(c.otherMarkers, "other marker"), Counted(c.analog, "analog channel"));
 }
 
 } // namespace
@@ -57,10 +58,10 @@ void Display::Show(const StreamState& s) {
     const std::string block = fmt::format(
         "{}: version accepted, streaming\n"
         "frame {}  timecode {}  rate {:.1f} Hz{}\n"
-        "received {}  lost {}  numbers went back {}\n"
+        "received {}, lost {}, numbers went back {}\n"
         "{}\n{}{}\n",
-        m_server, s.frameNumber, s.timecode, rate, silence, s.frames, s.lost, s.jumped, Counts(s), Root(s),
-        Plates(s, "\n"));
+        m_server, s.frameNumber, s.timecode, rate, silence, Counted(s.frames, "frame"), s.lost,
+        Counted(s.jumped, "time"), Counts(s), Root(s), Plates(s, "\n"));
     ClearBlock();
     fmt::print("{}", block);
     std::fflush(stdout);
@@ -81,8 +82,8 @@ void Display::Print(const std::string& text) {
 
 std::string Display::Summary(const StreamState& s) {
     std::string text = fmt::format(
-        "{} frames received, {} lost, {:.2f} Hz over {:.2f} s; the first skeleton's root came {:.2f} m", s.frames,
-        s.lost, Rate(s.frames - 1, s.secondsOfStream), s.secondsOfStream, s.rootPath);
+        "{} received, {} lost, {:.2f} Hz over {:.2f} s; the first skeleton's root came {:.2f} m",
+        Counted(s.frames, "frame"), s.lost, Rate(s.frames - 1, s.secondsOfStream), s.secondsOfStream, s.rootPath);
     for (int i = 0; s.plates && i < s.plates->plateCount; ++i)
         text += fmt::format("\nstrongest force on plate {}: {:.0f} N", i + 1,
                             s.peakForce[static_cast<std::size_t>(i)]);
