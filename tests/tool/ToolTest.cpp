@@ -112,7 +112,8 @@ TEST(Tool, AServerSaysWhereItStreamsAndWhatItDoesNotDescribe) {
 TEST(Tool, CommandsChangeTheStream) {
     Server server("--rate 0.1");
     EXPECT_THAT(Output("send 127.0.0.1 'rate 10001'", 0), HasSubstr("not \"10001\""));
-    EXPECT_EQ(Output("send 127.0.0.1 'rate 400'", 0), "rate 400 Hz\n");
+    for (const std::string text : {"rate 400", "'rate 400'"})
+        EXPECT_EQ(Output("send 127.0.0.1 " + text, 0), "rate 400 Hz\n");
     EXPECT_THAT(Output("watch 127.0.0.1 --frames 50", 0), HasSubstr(" 0 lost"));
     EXPECT_EQ(Output("send 127.0.0.1 pause", 0), "paused\n");
     EXPECT_THAT(Output("send 127.0.0.1 status", 0), HasSubstr("paused at 400 Hz"));
