@@ -19,7 +19,7 @@
 // Starts at construction; output and errors go into one pipe. A run that is not awaited is killed.
 class ToolRun {
 public:
-    explicit ToolRun(const std::string& commandLine) {
+    explicit ToolRun(const std::string& commandLine, const std::string& as = "") { // a command that runs it
         int ends[2];
         if (pipe(ends) != 0) std::perror("pipe");
         m_process = fork();
@@ -28,7 +28,7 @@ public:
             dup2(ends[1], STDERR_FILENO);
             close(ends[0]);
             close(ends[1]);
-            const std::string shell = "exec timeout --foreground 40 " VELMAR_BINARY " " + commandLine;
+            const std::string shell = "exec " + as + " timeout --foreground 40 " VELMAR_BINARY " " + commandLine;
             execl("/bin/sh", "sh", "-c", shell.c_str(), nullptr);
             _exit(127);
         }
@@ -90,8 +90,8 @@ private:
     ToolRun m_run;
 };
 
-inline std::string Output(const std::string& commandLine, int exitCode) {
-    ToolRun run(commandLine);
+inline std::string Output(const std::string& commandLine, int exitCode, const std::string& as = "") {
+    ToolRun run(commandLine, as);
     std::string text = run.Rest();
     EXPECT_EQ(run.Wait(), exitCode) << commandLine << '\n' << text;
     return text;
