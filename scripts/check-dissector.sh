@@ -37,7 +37,7 @@ values() { # values FILTER FIELD...: a line of the fields' values for each datag
   values "velmar.reply && velmar.fragment == 0" velmar.answers frame.number velmar.{type,text}
   echo "Server: name, version, frames a second, accepts"
   values velmar.server.name velmar.server.{name,version,frame_rate,accepts}
-  echo "Labelled markers of the first frame: identifiers, skeletons, diameters"
+  echo "Labelled markers of the first frame: identifiers, and the skeletons that wear them"
   values "velmar.frame.number > 0" velmar.labeled_marker.{id,skeleton} | head -n 1
   echo "Descriptions: types, markers, bones, points, names"
   values velmar.descriptions velmar.{description.type,markers,bones,points,name}
