@@ -18,6 +18,9 @@ public:
     // The fragments of the longest message that never came, in ascending order.
     std::vector<unsigned int> MissingFragments() const;
 
+    // Whether some messages came in part only.
+    bool HasBrokenMessages() const { return broken + unfinished > 0; }
+
     long long datagrams = 0;
     long long foreign = 0;       // without this protocol's header
     long long repeated = 0;      // that came twice in a row

@@ -22,7 +22,7 @@ Finding CheckRouteToGroup(Examination& examination) {
     std::string all;
     bool carries = false;
     for (const Interface& interface : MulticastInterfaces()) {
-        all += fmt::format("{}{} (MTU {})", all.empty() ? "" : ", ", interface.name, interface.mtu);
+        all += fmt::format("{}{} (MTU {} bytes)", all.empty() ? "" : ", ", interface.name, interface.mtu);
         carries = carries || interface.index == examination.groupInterface;
     }
     std::string text = fmt::format("{}; able to carry multicast: {}", RouteTo(group), all);

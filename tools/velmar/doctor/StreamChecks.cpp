@@ -23,7 +23,7 @@ Finding NoStream(State state, std::string text) {
 
 // Of a stream of which messages arrive. What comes twice, a client drops; messages that miss a part are lost.
 Finding JudgeSome(const Observation& seen, std::string text, const std::string& interface) {
-    if (seen.broken + seen.unfinished > 0)
+    if (seen.HasBrokenMessages())
         return {State::kLoss, std::move(text), "frames-broken",
                 fmt::format("{}; the counts of this machine: ip -s link show dev {}", kFindLosses, interface)};
     if (seen.repeated > 0)
@@ -63,7 +63,8 @@ Finding CheckArrivals(Examination& examination) {
         fmt::format("{} within {} s, the largest of {}, from {}", Counted(seen.datagrams, "datagram"),
                     kObservation.count(), Counted(seen.largest, "byte"), senders);
     if (seen.senders.size() == 1) return {State::kOk, text};
-    return {State::kWarning, text + ": servers that stream at once break each other's frames", "several-senders",
+    return {seen.HasBrokenMessages() ? State::kLoss : State::kWarning,
+            text + ": servers that stream at once break each other's frames", "several-senders",
             fmt::format("let only one of {} stream to {}", senders, ToText(GroupAddress()))};
 }
 
