@@ -6,6 +6,9 @@ _velmar() {
     words=$("$1" --help 2>/dev/null | awk '/^Subcommands:/ { inside = 1; next } /^$/ { inside = 0 } inside { print $1 }')
   elif [[ $word == -* ]]; then
     words=$("$1" "$command" --help 2>/dev/null | grep -oE '^  (-.,)?--[a-z-]+' | grep -oE -- '--[a-z-]+')
+  elif [ "$command" = send ] && [ "$COMP_CWORD" = 3 ]; then
+    # "A simulated server takes: help, rate HZ, status."; what belongs to a command is in capitals.
+    words=$("$1" send --help 2>/dev/null | sed -n 's/.* takes: \(.*\)\.$/\1/p' | grep -oE '[a-z]+')
   else
     # "--format {csv,json}"; without such a list, the names of files.
     words=$("$1" "$command" --help 2>/dev/null |

@@ -1,6 +1,6 @@
 -- Dissects the datagrams of the capture server for Wireshark and tshark: header, message types, messages joined
 -- from their fragments, and the fields of their bodies. Every number is little-endian.
--- Try it with `tshark -X lua_script:velmar.lua -r FILE`; to keep it, put it into Wireshark's folder of plugins.
+-- Try it with `tshark -X lua_script:velmar.lua -r FILE`; docs/install.md says how to keep it.
 
 local kMagic = 0xF951
 local kHeaderSize = 16
@@ -13,6 +13,13 @@ local types = {
     [100] = "Media", [101] = "Data descriptions", [102] = "Server description", [103] = "Frame", [104] = "Command",
     [105] = "Media reply", [106] = "Hello", [107] = "Data descriptions (second form)",
 }
+-- A message of one of these types asks when it goes to the server's port, and answers otherwise; of the other types
+-- each has one direction.
+local bothWays = { [101] = true, [102] = true, [104] = true }
+local requests = { [0] = true, [2] = true, [107] = true }
+local replies = { [1] = true, [7] = true, [105] = true }
+-- How the description of a simulated server begins: only what such a server sends is known inside its records.
+local kSimulatedName = "velmar simulated capture server"
 local descriptionTypes =
     { [0] = "Marker set", [1] = "Rigid body", [2] = "Skeleton", [3] = "Force plate", [4] = "Point group" }
 
@@ -29,11 +36,19 @@ field("uint8", "type", "Type", base.DEC, types)
 field("uint8", "fragment", "Fragment")
 field("uint16", "fragment_length", "Bytes of the fragment")
 field("uint32", "sequence", "Sequence")
+field("bool", "request", "Request")
+field("bool", "reply", "Reply")
+field("framenum", "answers", "Answers the request in", base.NONE, frametype.REQUEST)
 field("framenum", "joined_in", "Joined in")
 field("bytes", "payload", "Payload")
 field("string", "text", "Text")
 field("string", "version", "Version")
 field("bool", "version.accepted", "Accepted")
+field("string", "server.name", "Server")
+field("string", "server.version", "Version of the server")
+field("string", "server.host", "Host")
+field("float", "server.frame_rate", "Frames a second")
+field("bool", "server.accepts", "Accepts the client")
 field("int32", "frame.number", "Frame number")
 field("string", "frame.timecode", "Timecode")
 field("uint32", "frame.subframe", "Subframe")
@@ -48,6 +63,9 @@ for abbreviation, label in pairs({
 end
 field("string", "name", "Name")
 field("string", "marker.name", "Marker")
+field("int32", "labeled_marker.id", "Labelled marker")
+field("float", "labeled_marker.size", "Diameter")
+field("int32", "labeled_marker.skeleton", "Worn by skeleton")
 field("int32", "id", "Identifier")
 field("int32", "markers", "Markers")
 field("int32", "bones", "Bones")
@@ -157,6 +175,18 @@ local function readTimecode(reader, tree)
     tree:add(fields["frame.timecode"], range, text)
 end
 
+-- Hosts whose description was a simulated server's; the server describes itself from the host that it streams from.
+local simulated = {}
+
+local function readLabeledMarker(reader, tree)
+    reader:block(tree, "Labelled marker", function(marker)
+        reader:add(marker, "labeled_marker.id", 4)
+        reader:floats(marker, "position", 3)
+        reader:add(marker, "labeled_marker.size", 4)
+        reader:add(marker, "labeled_marker.skeleton", 4)
+    end)
+end
+
 local function readFrame(reader, tree, pinfo)
     reader:add(tree, "frame.number", 4)
     pinfo.cols.info:append(" " .. reader.tvb(0, 4):le_int())
@@ -169,7 +199,10 @@ local function readFrame(reader, tree, pinfo)
     readPositions(reader, tree, reader:count(tree, "frame.other_markers", 1000))
     for _ = 1, reader:count(tree, "frame.rigid_bodies", 1000) do readBody(reader, tree, "Rigid body") end
     for _ = 1, reader:count(tree, "frame.skeletons", 100, kNegativeIsNone) do readSkeleton(reader, tree) end
-    for _ = 1, reader:count(tree, "frame.labeled_markers", 1000) do reader:add(tree, "words", 24) end
+    local known = simulated[tostring(pinfo.src)]
+    for _ = 1, reader:count(tree, "frame.labeled_markers", 1000) do
+        if known then readLabeledMarker(reader, tree) else reader:add(tree, "words", 24) end
+    end
     for _ = 1, reader:count(tree, "frame.analog", 32) do reader:add(tree, "channel", 4) end
     readTimecode(reader, tree)
     reader:add(tree, "frame.subframe", 4)
@@ -221,13 +254,35 @@ local function readDescriptions(reader, tree)
     end
 end
 
-local function readVersion(reader, tree)
-    reader:take(260)
+local function addVersion(reader, tree, abbreviation)
     local bytes = reader:take(4)
     local version = string.format("%d.%d.%d.%d", bytes(0, 1):uint(), bytes(1, 1):uint(), bytes(2, 1):uint(),
         bytes(3, 1):uint())
-    tree:add(fields.version, bytes, version)
-    reader:add(tree, "version.accepted", 1)
+    tree:add(fields[abbreviation], bytes, version)
+end
+
+local function readVersion(reader, tree, _, header)
+    reader:take(260)
+    addVersion(reader, tree, "version")
+    if header.reply then reader:add(tree, "version.accepted", 1) end
+end
+
+-- What another server writes is not known: such a description appears with the text at its beginning.
+local function readServer(reader, tree, pinfo)
+    if reader.tvb:len() == 0 then return end -- a request
+    local name = reader.tvb(0, math.min(kNameSize, reader.tvb:len())):stringz()
+    simulated[tostring(pinfo.src)] = name == kSimulatedName or nil
+    if name ~= kSimulatedName then
+        tree:add(fields["server.name"], reader.tvb(), (name:match("^[%g ]*")))
+        reader:add(tree, "payload", reader.tvb:len())
+        return
+    end
+    reader:name(tree, "server.name")
+    addVersion(reader, tree, "server.version")
+    reader:name(tree, "server.host")
+    reader:take(4)
+    reader:add(tree, "server.frame_rate", 4)
+    reader:add(tree, "server.accepts", 1)
 end
 
 local function readText(reader, tree)
@@ -247,15 +302,27 @@ end
 
 local bodies = {
     [0] = readVersion, [1] = readVersion, [2] = readText, [7] = readText, [8] = readText, [100] = readMedia,
-    [101] = readDescriptions, [103] = readFrame, [104] = readText, [105] = readMedia, [106] = readText,
+    [101] = readDescriptions, [102] = readServer, [103] = readFrame, [104] = readText, [105] = readMedia,
+    [106] = readText,
 }
 
 -- Between one endpoint and another messages follow each other, so at most one is being joined for each pair.
 -- Datagrams are seen in order once; what they came to is kept by packet number for when they are shown again.
 local joining, joined, joinedIn, abandoned = {}, {}, {}, {}
+local asked, answers = {}, {} -- packets: of a client's request by its number, and of the request by its reply's packet
 
 function velmar.init()
     joining, joined, joinedIn, abandoned = {}, {}, {}, {}
+    asked, answers, simulated = {}, {}, {}
+end
+
+-- Only the sequence number pairs a reply with the request of a client.
+local function pair(header, pinfo)
+    if header.request then
+        asked[string.format("%s:%d %d", pinfo.src, pinfo.src_port, header.sequence)] = pinfo.number
+    elseif header.reply then
+        answers[pinfo.number] = asked[string.format("%s:%d %d", pinfo.dst, pinfo.dst_port, header.sequence)]
+    end
 end
 
 local function join(header, payload, pinfo)
@@ -281,17 +348,20 @@ end
 local function showBody(header, tvb, pinfo, tree)
     local reader = setmetatable({ tvb = tvb, position = 0 }, Reader)
     local read = bodies[header.type] or readBytes
-    local well, reason = pcall(read, reader, tree, pinfo)
+    local well, reason = pcall(read, reader, tree, pinfo, header)
     if not well then tree:add_proto_expert_info(experts.refused, tostring(reason)) end
 end
 
-local function showHeader(header, tvb, tree)
+local function showHeader(header, tvb, pinfo, tree)
     tree:add_le(fields.magic, tvb(0, 2))
     tree:add_le(fields.total_length, tvb(4, 4))
     tree:add_le(fields.type, tvb(8, 1))
     tree:add_le(fields.fragment, tvb(9, 1))
     tree:add_le(fields.fragment_length, tvb(10, 2))
     tree:add_le(fields.sequence, tvb(12, 4))
+    if header.request then tree:add(fields.request, tvb(8, 1), true):set_generated() end
+    if header.reply then tree:add(fields.reply, tvb(8, 1), true):set_generated() end
+    if answers[pinfo.number] then tree:add(fields.answers, tvb(12, 4), answers[pinfo.number]):set_generated() end
     tree:append_text(", " .. header.name)
 end
 
@@ -300,11 +370,17 @@ function velmar.dissector(tvb, pinfo, tree)
     local length = tvb(10, 2):le_uint()
     if tvb:len() - kHeaderSize ~= length then return 0 end
     local header = { total = tvb(4, 4):le_uint(), type = tvb(8, 1):uint(), fragment = tvb(9, 1):uint() }
+    header.sequence = tvb(12, 4):le_uint()
     header.name = types[header.type] or string.format("Unknown type %d", header.type)
+    local toServer = pinfo.dst_port == kCommandPort
+    header.request = requests[header.type] or (bothWays[header.type] and toServer)
+    header.reply = replies[header.type] or (bothWays[header.type] and not toServer)
+    if bothWays[header.type] then header.name = header.name .. (toServer and " request" or " reply") end
+    if not pinfo.visited then pair(header, pinfo) end
     pinfo.cols.protocol = "VELMAR"
     pinfo.cols.info = header.name
     local subtree = tree:add(velmar, tvb())
-    showHeader(header, tvb, subtree)
+    showHeader(header, tvb, pinfo, subtree)
 
     local payload = tvb(kHeaderSize):tvb()
     if length == header.total then

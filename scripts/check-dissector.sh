@@ -32,6 +32,13 @@ values() { # values FILTER FIELD...: a line of the fields' values for each datag
   echo "Frames with the time and the checksum that they were sent with:" \
     "$(values "velmar.frame.number > 0" velmar.frame.{aux64,number,aux32} | sed 's/0x//; s/$/ whole/' |
       grep -cxFf - "$work/frames.log")"
+  echo "Requests, then replies with the packet of their request: packet, type, text"
+  values "velmar.request" frame.number velmar.{type,text}
+  values "velmar.reply && velmar.fragment == 0" velmar.answers frame.number velmar.{type,text}
+  echo "Server: name, version, frames a second, accepts"
+  values velmar.server.name velmar.server.{name,version,frame_rate,accepts}
+  echo "Labelled markers of the first frame: identifiers, and the skeletons that wear them"
+  values "velmar.frame.number > 0" velmar.labeled_marker.{id,skeleton} | head -n 1
   echo "Descriptions: types, markers, bones, points, names"
   values velmar.descriptions velmar.{description.type,markers,bones,points,name}
   echo "Damaged"

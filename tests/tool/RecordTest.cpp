@@ -176,10 +176,10 @@ TEST(Export, EveryValueOfAFrameStandsInItsTable) {
         std::getline(file, line); // the names of the columns
         const auto columns = std::count(line.begin(), line.end(), ',');
         while (std::getline(file, line)) {
-            EXPECT_EQ(line.substr(0, 28), "9,0.000000000,01:02:03:04.5,");
+            EXPECT_EQ(line.substr(0, 29), "9,0.000000000,01:02:03:04.05,");
             const bool quoted = line.find(",1\"") != std::string::npos; // with a comma that separates nothing
             EXPECT_EQ(std::count(line.begin(), line.end(), ','), columns + (quoted ? 1 : 0));
-            found += (found.empty() ? "" : "|") + line.substr(28);
+            found += (found.empty() ? "" : "|") + line.substr(29);
         }
         EXPECT_EQ(found, expected) << table;
     }

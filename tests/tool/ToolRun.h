@@ -9,6 +9,8 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -17,7 +19,7 @@
 // Starts at construction; output and errors go into one pipe. A run that is not awaited is killed.
 class ToolRun {
 public:
-    explicit ToolRun(const std::string& commandLine) {
+    explicit ToolRun(const std::string& commandLine, const std::string& as = "") { // a command that runs it
         int ends[2];
         if (pipe(ends) != 0) std::perror("pipe");
         m_process = fork();
@@ -26,7 +28,7 @@ public:
             dup2(ends[1], STDERR_FILENO);
             close(ends[0]);
             close(ends[1]);
-            const std::string shell = "exec timeout --foreground 40 " VELMAR_BINARY " " + commandLine;
+            const std::string shell = "exec " + as + " timeout --foreground 40 " VELMAR_BINARY " " + commandLine;
             execl("/bin/sh", "sh", "-c", shell.c_str(), nullptr);
             _exit(127);
         }
@@ -88,16 +90,35 @@ private:
     ToolRun m_run;
 };
 
-inline std::string Output(const std::string& commandLine, int exitCode) {
-    ToolRun run(commandLine);
+inline std::string Output(const std::string& commandLine, int exitCode, const std::string& as = "") {
+    ToolRun run(commandLine, as);
     std::string text = run.Rest();
     EXPECT_EQ(run.Wait(), exitCode) << commandLine << '\n' << text;
     return text;
 }
 
-// Of this process alone: tests run side by side.
+// A folder of this process alone, for tests run side by side; it goes when the process ends.
+class TemporaryFolder {
+public:
+    TemporaryFolder() : m_path(testing::TempDir() + "velmar-XXXXXX") {
+        if (mkdtemp(m_path.data()) == nullptr) std::perror("mkdtemp");
+    }
+    ~TemporaryFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_path, ignored);
+    }
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    std::string Path(const std::string& name) const { return m_path + "/" + name; }
+
+private:
+    std::string m_path;
+};
+
 inline std::string Path(const std::string& name) {
-    return testing::TempDir() + std::to_string(getpid()) + "-" + name;
+    static const TemporaryFolder folder;
+    return folder.Path(name);
 }
 
 inline std::string TemporaryFile(const std::string& name, const std::string& content) {

@@ -44,6 +44,7 @@ TEST(Tool, NamesTheMistakeInOneLine) {
              {"simulate --motion /none", "--motion: File does not exist: /none"},
              {"simulate --motion " + noMotion, "--motion"},
              {"simulate --interface 10.1.2.3", "--interface: takes the address of an interface"},
+             {"simulate --scale 0.1", "--scale requires --motion"},
              {"simulate --ttl 256", "--ttl: takes a whole number from 0 to 255"},
              {"simulate --skeletons 100 --marker-sets 200 --rigid-bodies 1000 --other-markers 1000 --markers 1000 "
               "--motion " +
@@ -65,7 +66,7 @@ TEST(Tool, AWatcherSeesEveryFrameOfAFullLoad) {
     Server server("--rate 250 --skeletons 10 --rigid-bodies 50 --other-markers 40 --marker-sets 12 --analog 9");
     const std::string text = Output("watch 127.0.0.1 --frames 300", 0);
     EXPECT_THAT(text, HasSubstr("12 marker sets (252 markers), 10 skeletons (210 bones), 50 rigid bodies, "
-                                "210 labelled and 40 other markers, 9 analog"));
+                                "210 labelled markers, 40 other markers, 9 analog channels\n"));
     EXPECT_THAT(text, HasSubstr("plate 2: "));
     EXPECT_THAT(text, HasSubstr(" 0 lost, 2"));
     EXPECT_THAT(server.Stop(), HasSubstr("0 of them not whole"));
@@ -82,21 +83,43 @@ TEST(Tool, ListsWhatTheServerDescribes) {
     EXPECT_EQ(document["server"]["version"], "2.5.28.75");
     std::vector<std::string> types;
     for (const auto& entry : document["descriptions"]) types.push_back(entry["type"]);
-    EXPECT_EQ(types, (std::vector<std::string>{"marker set", "marker set", "skeleton", "skeleton", "force plate",
-                                               "force plate", "point group", "rigid body"}));
-    EXPECT_EQ(document["descriptions"][3]["bones"][20]["name"], "RightToe");
+    EXPECT_EQ(types, (std::vector<std::string>{"force plate", "force plate", "marker set", "marker set",
+                                               "skeleton", "skeleton", "point group", "rigid body"}));
+    EXPECT_EQ(document["descriptions"][5]["bones"][20]["name"], "RightToe");
     EXPECT_EQ(document["descriptions"][7]["name"], "Body1");
     EXPECT_EQ(document["descriptions"][6]["points"].size(), 42);
+    Output("record 127.0.0.1 --frames 1 -o " + Path("one.pcap"), 0);
+    Output("export " + Path("one.pcap") + " --format json -o " + Path("one"), 0);
+    std::ifstream lines(Path("one/frames.jsonl"));
+    EXPECT_TRUE(nlohmann::json::parse(lines)["arrival_s"].is_number());
+}
+
+TEST(Tool, AServerSaysWhereItStreamsAndWhatItDoesNotDescribe) {
+    const struct {
+        std::string options, said;
+    } rows[] = {
+        {"", "over interface lo, 0 hops: to this machine only\n"},
+        {"--interface 127.0.0.1 --ttl 1", "over interface lo, 1 hop: to its network\n"},
+        {"--ttl 3", "over interface lo, 3 hops: past 2 routers at most\n"},
+        {"--skeletons 30", "leave out 13 skeletons (Figure18 to Figure30), 1 point group (Labelled markers): "},
+        {"--rigid-bodies 500", "leave out 305 rigid bodies (Body196 to Body500): a reply holds 200 entries "},
+        // The highest value of an option is one of its values.
+        {"--skeletons 100 --rigid-bodies 0 --ttl 255 --rate 10000 --loss 1", "a frame holds 100 skeletons"}};
+    for (const auto& [options, said] : rows)
+        EXPECT_THAT(Output("simulate --frames 1 " + options, 0), HasSubstr(said));
 }
 
 TEST(Tool, CommandsChangeTheStream) {
     Server server("--rate 0.1");
     EXPECT_THAT(Output("send 127.0.0.1 'rate 10001'", 0), HasSubstr("not \"10001\""));
-    EXPECT_EQ(Output("send 127.0.0.1 'rate 400'", 0), "rate 400\n");
+    for (const std::string text : {"rate 400", "'rate 400'"})
+        EXPECT_EQ(Output("send 127.0.0.1 " + text, 0), "rate 400 Hz\n");
     EXPECT_THAT(Output("watch 127.0.0.1 --frames 50", 0), HasSubstr(" 0 lost"));
     EXPECT_EQ(Output("send 127.0.0.1 pause", 0), "paused\n");
-    EXPECT_THAT(Output("send 127.0.0.1 status", 0), HasSubstr("paused at 400"));
-    EXPECT_THAT(Output("watch 127.0.0.1", 1), HasSubstr("No frame arrived within 5 s"));
+    EXPECT_THAT(Output("send 127.0.0.1 status", 0), HasSubstr("paused at 400 Hz"));
+    EXPECT_THAT(Output("watch 127.0.0.1", 1), testing::ContainsRegex("No frame arrived within [0-9.]+ s\\."));
+    EXPECT_EQ(Output("send 127.0.0.1 resume", 0), "resumed\n");
+    EXPECT_THAT(Output("watch 127.0.0.1 --frames 1", 0), HasSubstr("1 frame received"));
 }
 
 TEST(Tool, ARefusedWatcherShowsTheServersVersion) {

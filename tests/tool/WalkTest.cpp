@@ -7,6 +7,7 @@
 #include "motion/Gait.h"
 #include "motion/WalkingFigure.h"
 #include "simulate/ForcePlateRig.h"
+#include "watch/StreamStatistics.h"
 
 // A body that walks on keeps its height, so the ground carries its weight on the average.
 TEST(Walk, TheGroundCarriesTheWeight) {
@@ -67,4 +68,17 @@ TEST(Walk, ThePlatesMeasureTheSteps) {
     }
     EXPECT_GT(loaded[0], 55); // of the 67 samples of a stance
     EXPECT_GT(loaded[1], 55);
+}
+
+TEST(Walk, TheStrongestForceOfEachPlateStays) {
+    StreamStatistics statistics;
+    const float steps[][3] = {{0, 0, 100}, {0, -600, 800}, {0, 0, 300}};
+    for (const auto& force : steps) {
+        sForcePlates plates{};
+        plates.plateCount = 2;
+        std::copy(std::begin(force), std::end(force), plates.plates[1].force);
+        StreamStatistics::OnForcePlates(&plates, &statistics);
+    }
+    EXPECT_FLOAT_EQ(statistics.State().peakForce[0], 0);
+    EXPECT_FLOAT_EQ(statistics.State().peakForce[1], 1000);
 }

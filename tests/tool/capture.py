@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Writes a capture file of what a simulated server sends: its descriptions and its first complete frames, then
+"""Writes a capture file of what a simulated server sends: its answers and its first complete frames, then
 frames damaged on purpose. Needs no privileges: plain sockets receive the datagrams, and the file's IP and UDP
 headers are made up here. Usage: capture.py FILE FRAMES"""
 import socket
@@ -8,7 +8,7 @@ import sys
 
 GROUP, COMMAND, DATA, LOCAL = "239.239.239.52", 5230, 5231, "127.0.0.1"
 HEADER = struct.Struct("<HHIBBHI")
-DESCRIPTIONS, FRAME = 101, 103
+DESCRIPTIONS, SERVER, FRAME, COMMAND_TEXT = 101, 102, 103, 104
 
 
 def message(receiver):
@@ -48,10 +48,12 @@ def main(path, frames):
         receiver.settimeout(10)
 
     server, client, group = (LOCAL, COMMAND), command.getsockname(), (GROUP, DATA)
-    request = HEADER.pack(0xF951, 0, 0, DESCRIPTIONS, 0, 0, 2)
-    command.send(request)
-    packets = [packet(client, server, request)]
-    packets += [packet(server, client, datagram) for datagram in message(command)]
+    packets = []
+    for kind, sequence, text in ((DESCRIPTIONS, 2, b""), (SERVER, 4, b""), (COMMAND_TEXT, 6, b"rate 120\0")):
+        request = HEADER.pack(0xF951, 0, len(text), kind, 0, len(text), sequence) + text
+        command.send(request)
+        packets.append(packet(client, server, request))
+        packets += [packet(server, client, datagram) for datagram in message(command)]
     for _ in range(frames):
         packets += [packet(server, group, datagram) for datagram in message(stream)]
     first, second, third = message(stream)

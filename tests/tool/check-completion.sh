@@ -24,6 +24,10 @@ expect "--output" export -o --o
 expect "csv json" export walk.pcap --format ""
 expect "six" simulate --force-plates s
 expect "" simulate --rate ""
+expect "help rate pause resume status" send 127.0.0.1 ""
+expect "resume" send 127.0.0.1 re
+expect "" send 127.0.0.1 rate ""
+expect "" send ""
 expect "" simulate --frame-log ""
 expect "" nonsense --f
 exit "$failed"

@@ -17,5 +17,6 @@ std::string HelpFormat::make_option_desc(const CLI::Option* option) const {
     if (option->get_type_size() != 0 && !holds.empty()) text += fmt::format(" (default: {})", holds);
     for (const CLI::Option* other : option->get_excludes())
         text += fmt::format("; not with {}", other->get_name());
+    for (const CLI::Option* other : option->get_needs()) text += fmt::format("; only with {}", other->get_name());
     return text;
 }

@@ -1,15 +1,21 @@
 #include "Routes.h"
 
 #include <fmt/format.h>
+#include <ifaddrs.h>
 #include <linux/rtnetlink.h>
 #include <net/if.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <system_error>
+
+#include "wire/Addresses.h"
+#include "wire/UdpSocket.h"
 
 namespace {
 
@@ -43,6 +49,22 @@ unsigned int InterfaceIn(const unsigned char* answer, std::size_t size) {
         at += RTA_ALIGN(std::max<std::size_t>(attribute.rta_len, sizeof attribute));
     }
     return 0;
+}
+
+struct ListRelease {
+    void operator()(ifaddrs* list) const { freeifaddrs(list); }
+};
+using InterfaceList = std::unique_ptr<ifaddrs, ListRelease>;
+
+InterfaceList ReadInterfaces() {
+    ifaddrs* list = nullptr;
+    return InterfaceList(getifaddrs(&list) == 0 ? list : nullptr);
+}
+
+int MtuOf(const UdpSocket& socket, const char* name) {
+    ifreq request{};
+    std::strncpy(request.ifr_name, name, IFNAMSIZ - 1);
+    return ioctl(socket.Handle(), SIOCGIFMTU, &request) == 0 ? request.ifr_mtu : 0;
 }
 
 } // namespace
@@ -80,4 +102,29 @@ std::string RouteTo(in_addr address) {
     if (index == 0)
         return fmt::format("no interface, for there is no route ({})", std::generic_category().message(errno));
     return "interface " + InterfaceName(index);
+}
+
+std::string InterfaceWith(in_addr address) {
+    const InterfaceList list = ReadInterfaces();
+    for (const ifaddrs* entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
+        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET) continue;
+        sockaddr_in own{};
+        std::memcpy(&own, entry->ifa_addr, sizeof own);
+        if (own.sin_addr.s_addr == address.s_addr) return entry->ifa_name;
+    }
+    return ToText(address);
+}
+
+std::vector<Interface> MulticastInterfaces() {
+    std::vector<Interface> interfaces;
+    const InterfaceList list = ReadInterfaces();
+    const UdpSocket socket;
+    for (const ifaddrs* entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
+        const bool isLink = entry->ifa_addr != nullptr && entry->ifa_addr->sa_family == AF_PACKET;
+        const bool carries = (entry->ifa_flags & (IFF_MULTICAST | IFF_LOOPBACK)) != 0;
+        if (isLink && carries && (entry->ifa_flags & IFF_UP) != 0)
+            interfaces.push_back(
+                {if_nametoindex(entry->ifa_name), entry->ifa_name, MtuOf(socket, entry->ifa_name)});
+    }
+    return interfaces;
 }

@@ -10,13 +10,20 @@
 #include "doctor/SystemFigures.h"
 #include "wire/UdpSocket.h"
 
-enum class State { kOk, kWarning, kFailure };
+// In ascending order of what it means for whoever waits for frames.
+enum class State {
+    kOk,
+    kUnknown, // the system does not tell this user
+    kWarning,
+    kLoss, // a warning that frames are lost by
+    kFailure
+};
 
 struct Finding {
     State state = State::kOk;
     std::string text;
-    std::string cause{};  // of a failure: a name that stays the same in every version
-    std::string remedy{}; // of a failure: what to do about it
+    std::string cause{};  // of what is no better than a warning: a name that stays the same in every version
+    std::string remedy{}; // of the same: what to do about it, and how to make it last
 };
 
 struct Examination {
@@ -29,6 +36,7 @@ struct Examination {
     std::optional<long long> reached{}; // packets of the stream, before the packet filter; for root
     Counters before{};                  // of the system, around the observation
     Counters after{};
+    long long dropsBefore = 0; // at the data port
 
     long long Grown(const std::string& counter) const;
 };

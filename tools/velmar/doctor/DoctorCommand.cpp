@@ -23,7 +23,7 @@ struct Check {
 };
 
 // What explains a failure stands before what shows it: the first one is the verdict, and the others would only say
-// what follows from it.
+// what follows from it. Of several warnings the first of the worst is.
 constexpr Check kChecks[] = {
     {"name", CheckName},
     {"route to the server", CheckRouteToServer},
@@ -45,7 +45,9 @@ constexpr Check kChecks[] = {
 const char* ToText(State state) {
     switch (state) {
         case State::kOk: return "ok";
-        case State::kWarning: return "warning";
+        case State::kUnknown: return "unknown";
+        case State::kWarning:
+        case State::kLoss: return "warning";
         default: return "failure";
     }
 }
@@ -64,10 +66,8 @@ int Run(const Options& options) {
         if (StopSignal::Arrived()) throw std::runtime_error("stopped before the examination was complete");
         checks.push_back({{"name", check.name}, {"state", ToText(finding.state)}, {"text", finding.text}});
         if (!options.json) PrintLine(check.name, finding);
-        if (finding.state == State::kFailure) {
-            verdict = finding;
-            break;
-        }
+        if (finding.state >= State::kWarning && finding.state > verdict.state) verdict = finding;
+        if (finding.state == State::kFailure) break;
     }
     const nlohmann::json document{{"checks", checks}, {"cause", verdict.cause}, {"remedy", verdict.remedy}};
     // The name of the server is whatever was typed: what is not UTF-8 is replaced.
@@ -75,7 +75,7 @@ int Run(const Options& options) {
         fmt::print("{}\n", document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
     else
         fmt::print("\nCause:  {}\nRemedy: {}\n", verdict.cause, verdict.remedy);
-    return verdict.state == State::kOk ? kSuccess : kFailure;
+    return verdict.state >= State::kLoss ? kFailure : kSuccess;
 }
 
 } // namespace
@@ -87,6 +87,10 @@ void AddDoctor(CLI::App& app, int& exitCode) {
     command->add_flag("--json", options->json, "As JSON: the checks, the cause and the remedy");
     command->footer(
         "Examples:\n  $ velmar doctor 127.0.0.1\n\n"
-        "Ends with one cause and its remedy. The exit code is 0 when nothing failed, also with warnings.");
+        "Each line is ok, unknown (the system does not tell this user), warning or failure. Ends with one cause "
+        "and its\n"
+        "remedy: of the failure, or else of the worst warning. The exit code is 1 when something failed or "
+        "frames\n"
+        "are lost, and 0 otherwise.");
     command->callback([options, &exitCode] { exitCode = Run(*options); });
 }

@@ -7,6 +7,7 @@
 
 #include "AppDataModel.h"
 #include "StopSignal.h"
+#include "Wording.h"
 #include "wire/Addresses.h"
 
 void Observation::Listen(UdpSocket& socket, std::chrono::nanoseconds duration) {
@@ -48,9 +49,23 @@ void Observation::Add(const sockaddr_in& from, unsigned int interface, Bytes dat
     const auto count = static_cast<unsigned int>((length + kMaxFragmentPayload - 1) / kMaxFragmentPayload);
     fragmentsOfLongest = std::max(fragmentsOfLongest, count);
     ++byFragment[header.fragmentIndex];
+    Join(m_streams[interface], header, from, datagram);
+}
+
+void Observation::Join(Stream& stream, const tagPackageHeader& header, const sockaddr_in& from, Bytes datagram) {
+    const bool begins = header.fragmentIndex == 0;
+    const bool again = std::equal(datagram.begin(), datagram.end(), stream.last.begin(), stream.last.end());
+    stream.last.assign(datagram.begin(), datagram.end());
+    repeated += again ? 1 : 0;
+    if (again && !begins) return;
+    stream.begun = stream.begun || begins;
+    if (!stream.begun) return;
+    if (begins && stream.open && !again) ++unfinished;
     std::string problem;
-    if (const auto message = m_joiners[interface].Take(from, datagram, problem)) AddMessage(*message);
+    const auto message = stream.joiner.Take(from, datagram, problem);
+    if (message) AddMessage(*message);
     if (!problem.empty()) ++broken;
+    stream.open = !message && problem.empty();
 }
 
 void Observation::AddMessage(const Message& message) {
@@ -63,5 +78,6 @@ void Observation::AddMessage(const Message& message) {
     model.ReleaseMocap(frame);
     longest = std::max(longest, message.payload.size());
     ++(isFrame ? frames : otherMessages);
-    if (!isFrame) latestOther = fmt::format("type {} with {} bytes", message.type, message.payload.size());
+    if (!isFrame)
+        latestOther = fmt::format("type {} with {}", message.type, Counted(message.payload.size(), "byte"));
 }

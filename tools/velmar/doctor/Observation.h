@@ -18,9 +18,14 @@ public:
     // The fragments of the longest message that never came, in ascending order.
     std::vector<unsigned int> MissingFragments() const;
 
+    // Whether some messages came in part only.
+    bool HasBrokenMessages() const { return broken + unfinished > 0; }
+
     long long datagrams = 0;
     long long foreign = 0;       // without this protocol's header
+    long long repeated = 0;      // that came twice in a row
     long long broken = 0;        // that did not continue a message
+    long long unfinished = 0;    // messages that another one began in the middle of
     long long frames = 0;        // whole ones
     long long otherMessages = 0; // whole ones that are no frame or cannot be decoded
     std::string latestOther;     // of those
@@ -35,7 +40,16 @@ private:
     void Add(const sockaddr_in& from, unsigned int interface, Bytes datagram);
     void AddMessage(const Message& message);
 
-    std::map<unsigned int, MessageJoiner> m_joiners;
+    // Of an interface: what has come last, and whether a message is incomplete with it.
+    struct Stream {
+        MessageJoiner joiner;
+        std::vector<unsigned char> last{};
+        bool begun = false; // before, what comes is the end of a message that began earlier
+        bool open = false;
+    };
+    void Join(Stream& stream, const tagPackageHeader& header, const sockaddr_in& from, Bytes datagram);
+
+    std::map<unsigned int, Stream> m_streams;
 };
 
 #endif

@@ -3,6 +3,7 @@
 
 #include "Routes.h"
 #include "doctor/Checks.h"
+#include "doctor/Remedies.h"
 #include "wire/Addresses.h"
 
 Finding CheckRouteToServer(Examination& examination) {
@@ -15,20 +16,18 @@ Finding CheckRouteToServer(Examination& examination) {
 
 Finding CheckRouteToGroup(Examination& examination) {
     const in_addr group = GroupAddress().sin_addr;
-    std::string remedy =
-        fmt::format("ip route add {} dev {}", ToText(group), InterfaceName(InterfaceTo(examination.address)));
+    const std::string remedy = LastingRoute(ToText(group), InterfaceName(InterfaceTo(examination.address)));
     examination.groupInterface = InterfaceTo(group);
-    if (examination.groupInterface == 0)
-        return {State::kFailure, RouteTo(group), "no-route-to-group", std::move(remedy)};
+    if (examination.groupInterface == 0) return {State::kFailure, RouteTo(group), "no-route-to-group", remedy};
     std::string all;
     bool carries = false;
     for (const Interface& interface : MulticastInterfaces()) {
-        all += fmt::format("{}{} (MTU {})", all.empty() ? "" : ", ", interface.name, interface.mtu);
+        all += fmt::format("{}{} (MTU {} bytes)", all.empty() ? "" : ", ", interface.name, interface.mtu);
         carries = carries || interface.index == examination.groupInterface;
     }
     std::string text = fmt::format("{}; able to carry multicast: {}", RouteTo(group), all);
     if (carries) return {State::kOk, std::move(text)};
     return {State::kFailure, std::move(text), "no-multicast-on-interface",
-            fmt::format("ip link set {0} up multicast on; or lead the group elsewhere: {1}",
-                        InterfaceName(examination.groupInterface), remedy)};
+            fmt::format("{}; or lead the group elsewhere: {}",
+                        LastingMulticast(InterfaceName(examination.groupInterface)), remedy)};
 }

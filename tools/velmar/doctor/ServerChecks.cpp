@@ -7,6 +7,7 @@
 
 #include "StopSignal.h"
 #include "TarvoSDKClient.h"
+#include "Wording.h"
 #include "doctor/Checks.h"
 #include "wire/Addresses.h"
 #include "wire/Reply.h"
@@ -31,7 +32,8 @@ std::optional<Message> AskForVersion(Examination& examination, std::string& inst
         auto reply = AwaitReply(examination.commands, sequence, kPatience, instead);
         if (!reply) continue;
         if (reply->type == PackageType_VersionReply && reply->payload.size() >= kVersionRecordSize) return reply;
-        instead = fmt::format("a reply of type {} with {} bytes came", reply->type, reply->payload.size());
+        instead =
+            fmt::format("a reply of type {} with {} came", reply->type, Counted(reply->payload.size(), "byte"));
     }
     return std::nullopt;
 }

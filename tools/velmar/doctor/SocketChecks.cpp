@@ -6,7 +6,9 @@
 #include <system_error>
 
 #include "Routes.h"
+#include "Wording.h"
 #include "doctor/Checks.h"
+#include "doctor/Remedies.h"
 #include "wire/Addresses.h"
 
 namespace {
@@ -40,9 +42,7 @@ Finding CheckMembership(Examination& examination) {
     if (!joined || IsMember(name, group) == false)
         return {State::kFailure, fmt::format("{} cannot be joined on {}: {}", ToText(group), name, reason),
                 "no-membership",
-                fmt::format("ip link set {} up multicast on; sysctl -w "
-                            "net.ipv4.igmp_max_memberships=100",
-                            name)};
+                LastingMulticast(name) + "; and " + LastingSetting("net.ipv4.igmp_max_memberships", 100)};
     for (const Interface& interface : MulticastInterfaces())
         Set(examination.data, IPPROTO_IP, IP_ADD_MEMBERSHIP,
             ip_mreqn{group, {}, static_cast<int>(interface.index)});
@@ -55,11 +55,16 @@ Finding CheckReceiveBuffer(Examination& examination) {
     getsockopt(examination.data.Handle(), SOL_SOCKET, SO_RCVBUF, &granted, &size);
     granted /= 2; // the system counts its own overhead in
     const long long drops = DropsOnPort(kDefaultDataPort);
-    const std::string text = fmt::format("{} bytes granted, {} wanted; {} datagrams dropped for lack of room",
-                                         granted, kSocketReceiveBuffer, drops);
-    if (granted >= kSocketReceiveBuffer && drops == 0) return {State::kOk, text};
-    return {State::kWarning,
-            fmt::format("{}: raise the limit (sysctl -w net.core.rmem_max={}), and see which program "
-                        "does not keep up (ss -uampn 'sport = :{}')",
-                        text, kSocketReceiveBuffer, kDefaultDataPort)};
+    const long long meanwhile = drops - examination.dropsBefore;
+    const std::string text = fmt::format(
+        "{} granted, {} wanted; {} dropped for lack of room, {} of them meanwhile", Counted(granted, "byte"),
+        Counted(kSocketReceiveBuffer, "byte"), Counted(drops, "datagram"), meanwhile);
+    if (drops > 0)
+        return {meanwhile > 0 ? State::kLoss : State::kWarning, text, "receiver-too-slow",
+                fmt::format("see which program does not keep up: ss -uampn 'sport = :{}'; it takes frames faster, "
+                            "or gets more room: {}",
+                            kDefaultDataPort, LastingSetting("net.core.rmem_max", kSocketReceiveBuffer))};
+    if (granted >= kSocketReceiveBuffer) return {State::kOk, text};
+    return {State::kWarning, text, "small-receive-buffer",
+            LastingSetting("net.core.rmem_max", kSocketReceiveBuffer) + ", before the client starts"};
 }

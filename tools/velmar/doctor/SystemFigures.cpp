@@ -1,16 +1,9 @@
 #include "doctor/SystemFigures.h"
 
 #include <fmt/format.h>
-#include <ifaddrs.h>
-#include <net/if.h>
-#include <sys/ioctl.h>
 
-#include <cstring>
 #include <fstream>
-#include <memory>
 #include <sstream>
-
-#include "wire/UdpSocket.h"
 
 namespace {
 
@@ -27,12 +20,6 @@ void AddCounters(const char* path, Counters& counters) {
     }
 }
 
-int MtuOf(const UdpSocket& socket, const char* name) {
-    ifreq request{};
-    std::strncpy(request.ifr_name, name, IFNAMSIZ - 1);
-    return ioctl(socket.Handle(), SIOCGIFMTU, &request) == 0 ? request.ifr_mtu : 0;
-}
-
 } // namespace
 
 Counters ReadCounters() {
@@ -40,22 +27,6 @@ Counters ReadCounters() {
     AddCounters("/proc/net/snmp", counters);
     AddCounters("/proc/net/netstat", counters);
     return counters;
-}
-
-std::vector<Interface> MulticastInterfaces() {
-    std::vector<Interface> interfaces;
-    ifaddrs* list = nullptr;
-    if (getifaddrs(&list) != 0) return interfaces;
-    const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> owner(list, &freeifaddrs);
-    const UdpSocket socket;
-    for (const ifaddrs* entry = list; entry != nullptr; entry = entry->ifa_next) {
-        const bool isLink = entry->ifa_addr != nullptr && entry->ifa_addr->sa_family == AF_PACKET;
-        const bool carries = (entry->ifa_flags & (IFF_MULTICAST | IFF_LOOPBACK)) != 0;
-        if (isLink && carries && (entry->ifa_flags & IFF_UP) != 0)
-            interfaces.push_back(
-                {if_nametoindex(entry->ifa_name), entry->ifa_name, MtuOf(socket, entry->ifa_name)});
-    }
-    return interfaces;
 }
 
 std::optional<bool> IsMember(const std::string& interface, in_addr group) {

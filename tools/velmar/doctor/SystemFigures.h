@@ -7,19 +7,10 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <vector>
 
 // By group and name: "Ip.ReasmFails". Empty where the system does not tell.
 using Counters = std::map<std::string, long long>;
 Counters ReadCounters();
-
-struct Interface {
-    unsigned int index;
-    std::string name;
-    int mtu;
-};
-// Those that are up and carry multicast, and the loopback interface.
-std::vector<Interface> MulticastInterfaces();
 
 // Whether this host is a member of the group on this interface; nothing when the system does not tell.
 std::optional<bool> IsMember(const std::string& interface, in_addr group);

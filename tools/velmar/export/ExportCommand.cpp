@@ -8,6 +8,7 @@
 #include "AppDataModel.h"
 #include "Commands.h"
 #include "StopSignal.h"
+#include "Wording.h"
 #include "capture/CaptureFile.h"
 #include "client/ForcePlateMananger.h"
 #include "export/FrameFiles.h"
@@ -28,12 +29,6 @@ struct ReleaseFrame {
 std::string Seconds(std::chrono::nanoseconds time) {
     const auto whole = std::chrono::duration_cast<std::chrono::seconds>(time);
     return fmt::format("{}.{:09}", whole.count(), (time - whole).count());
-}
-
-std::string Timecode(const sFrameOfMocapData& frame) {
-    char text[64] = "";
-    Quorin_TimecodeStringify(frame.timecode, frame.timecodeSubframe, text, sizeof text);
-    return text;
 }
 
 class Export {
@@ -61,7 +56,7 @@ public:
         if (StopSignal::Arrived()) throw std::runtime_error("stopped before the end of " + m_options.file);
         m_files.Close();
         std::string summary =
-            fmt::format("{} frames exported into {}{}", m_exported, m_options.directory,
+            fmt::format("{} exported into {}{}", Counted(m_exported, "frame"), m_options.directory,
                         m_undecodable == 0 ? "" : fmt::format(", {} could not be decoded", m_undecodable));
         if (m_exported == 0) throw std::runtime_error(summary);
         return summary;
@@ -81,7 +76,9 @@ private:
         sForcePlates plates{};
         m_plates.GetSForcePlates(decoded, &plates);
         m_tables.Fill(*decoded, plates);
-        m_files.Add({decoded->frameNumber, Seconds(time), Timecode(*decoded)}, m_tables.Tables());
+        m_files.Add(
+            {decoded->frameNumber, Seconds(time), TimecodeText(decoded->timecode, decoded->timecodeSubframe)},
+            m_tables.Tables());
         ++m_exported;
     }
 
@@ -119,6 +116,10 @@ void AddExport(CLI::App& app, int& exitCode) {
         "Examples:\n  $ velmar export walk.pcap --format csv -o walk\n\n"
         "Units stand in the names of columns and members; the server's length unit counts as a metre. What is no\n"
         "number is an empty field, or null. What the first force plate of the first frame reads is taken as the\n"
-        "unloaded reading of every plate; analog channels are those behind the channels of the plates.");
+        "unloaded reading of every plate; analog channels are those behind the channels of the plates. A timecode "
+        "is\n"
+        "hours:minutes:seconds:frames.subframe; what a subframe is, the server decides (velmar simulate: "
+        "hundredths\n"
+        "of a frame, 30 frames a second).");
     command->callback([options, &exitCode] { exitCode = Run(*options); });
 }

@@ -80,7 +80,7 @@ void FrameFiles::AddRows(const FrameHead& head, const std::vector<Table>& tables
 }
 
 void FrameFiles::AddObject(const FrameHead& head, const std::vector<Table>& tables) {
-    Value object{{"frame_number", head.number}, {"arrival_s", head.arrival}, {"timecode", head.timecode}};
+    Value object = Value::object();
     for (const Table& table : tables) {
         Value& items = object[table.name] = Value::array();
         for (const std::vector<Value>& row : table.rows) {
@@ -88,7 +88,11 @@ void FrameFiles::AddObject(const FrameHead& head, const std::vector<Table>& tabl
             for (std::size_t k = 0; k < row.size(); ++k) item[table.columns[k]] = row[k];
         }
     }
-    m_files.front().Write(object.dump(-1, ' ', false, kReplaceErrors) + "\n");
+    // A value of this document would not hold the digits of the time.
+    m_files.front().Write(fmt::format(R"({{"arrival_s":{},"frame_number":{},"timecode":"{}",{})"
+                                      "\n",
+                                      head.arrival, head.number, head.timecode,
+                                      object.dump(-1, ' ', false, kReplaceErrors).substr(1)));
 }
 
 void FrameFiles::Close() {

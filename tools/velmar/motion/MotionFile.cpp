@@ -10,6 +10,7 @@
 
 #include "TarvoSDKClient.h"
 #include "UsageError.h"
+#include "Wording.h"
 
 namespace {
 
@@ -156,6 +157,6 @@ double MotionFile::GuessScale() const {
 }
 
 std::string MotionFile::Summary() const {
-    return fmt::format("{}: {} joints, {:.2f} s, scale {:.6g}{}", m_path, m_joints.size(), m_seconds, m_scale,
-                       m_scaleGuessed ? " (as tall as a person; --scale sets another)" : "");
+    return fmt::format("{}: {}, {:.2f} s, scale {:.6g} m a unit{}", m_path, Counted(m_joints.size(), "joint"),
+                       m_seconds, m_scale, m_scaleGuessed ? " (as tall as a person; --scale sets another)" : "");
 }

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <vector>
 
+#include "Wording.h"
 #include "simulate/ServerRecords.h"
 #include "wire/Messages.h"
 
@@ -99,7 +100,7 @@ std::string ListLine(const json& list, const char* what) {
     std::vector<std::string> names;
     for (const json& item : list)
         names.push_back(item.is_object() ? item.value("name", "") : item.get<std::string>());
-    return fmt::format("{} {}: {}", list.size(), what, fmt::join(names, ", "));
+    return fmt::format("{}: {}", Counted(list.size(), what), fmt::join(names, ", "));
 }
 
 const char* LayoutName(int layout) {
@@ -113,11 +114,11 @@ std::string EntryLine(const json& entry) {
         "  {}", entry["type"].is_string() ? entry["type"].get<std::string>() : "type " + entry["type"].dump());
     if (entry.contains("name")) line += fmt::format(" \"{}\"", entry["name"].get<std::string>());
     if (entry.contains("id")) line += fmt::format(" id {}", entry["id"].dump());
-    if (entry.contains("markers")) line += ": " + ListLine(entry["markers"], "markers");
-    if (entry.contains("bones")) line += ": " + ListLine(entry["bones"], "bones");
-    if (entry.contains("points")) line += fmt::format(": {} points", entry["points"].size());
+    if (entry.contains("markers")) line += ": " + ListLine(entry["markers"], "marker");
+    if (entry.contains("bones")) line += ": " + ListLine(entry["bones"], "bone");
+    if (entry.contains("points")) line += ": " + Counted(entry["points"].size(), "point");
     if (entry.contains("channelLayout"))
-        line += fmt::format(": {}, origin {}, sensor offset {}", LayoutName(entry["channelLayout"].get<int>()),
+        line += fmt::format(": {}, origin {} m, sensor offset {} m", LayoutName(entry["channelLayout"].get<int>()),
                             entry["origin"].dump(), entry["sensorOffset"].dump());
     return line + "\n";
 }
@@ -135,8 +136,9 @@ std::string DescribeAsText(const json& document) {
     std::string text = "server\n";
     for (const auto& [key, value] : document["server"].items())
         if (!value.is_array())
-            text += fmt::format("  {} {}\n", key, value.is_string() ? value.get<std::string>() : value.dump());
-    text += fmt::format("{} descriptions\n", document["descriptions"].size());
+            text += fmt::format("  {} {}{}\n", key, value.is_string() ? value.get<std::string>() : value.dump(),
+                                key == "frameRate" ? " Hz" : "");
+    text += Counted(document["descriptions"].size(), "description") + "\n";
     for (const json& entry : document["descriptions"]) text += EntryLine(entry);
     return text;
 }

@@ -1,5 +1,6 @@
 // velmar send: one text command and its answer.
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <chrono>
 #include <memory>
@@ -8,6 +9,7 @@
 
 #include "Commands.h"
 #include "Routes.h"
+#include "simulate/RequestDesk.h"
 #include "wire/Addresses.h"
 #include "wire/Reply.h"
 
@@ -15,7 +17,7 @@ namespace {
 
 struct Options {
     std::string server;
-    std::string text;
+    std::vector<std::string> words;
 };
 
 constexpr std::chrono::seconds kPatience(5);
@@ -24,7 +26,8 @@ int Run(const Options& options) {
     UdpSocket socket;
     const sockaddr_in server = MakeAddress(Resolve(options.server), kDefaultCommandPort);
     const std::uint32_t sequence = std::random_device{}() | 2U;
-    std::vector<unsigned char> payload(options.text.begin(), options.text.end());
+    const std::string command = fmt::format("{}", fmt::join(options.words, " "));
+    std::vector<unsigned char> payload(command.begin(), command.end());
     payload.push_back(0);
     if (payload.size() > kMaxMessageSize)
         throw std::runtime_error(
@@ -47,7 +50,12 @@ void AddSend(CLI::App& app, int& exitCode) {
     CLI::App* const command = app.add_subcommand("send", "Send a text command and print the reply");
     const auto options = std::make_shared<Options>();
     command->add_option("SERVER", options->server, "Address or name of the server")->required();
-    command->add_option("TEXT", options->text, "The command")->required();
-    command->footer("Examples:\n  $ velmar send 127.0.0.1 status");
+    command->add_option("TEXT", options->words, "The command; several words are one text with blanks between")
+        ->required()
+        ->default_str("");
+    command->footer(
+        fmt::format("Examples:\n  $ velmar send 127.0.0.1 status\n  $ velmar send 127.0.0.1 rate 60\n\n"
+                    "A simulated server takes: {}.",
+                    kTextCommands));
     command->callback([options, &exitCode] { exitCode = Run(*options); });
 }

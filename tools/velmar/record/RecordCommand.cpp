@@ -14,6 +14,7 @@
 #include "Routes.h"
 #include "StopSignal.h"
 #include "TarvoSDKClient.h"
+#include "Wording.h"
 #include "capture/CaptureWriter.h"
 #include "wire/Addresses.h"
 #include "wire/Messages.h"
@@ -187,9 +188,10 @@ private:
     Seconds Elapsed() const { return Clock::now() - m_start; }
 
     std::string State() const {
-        return fmt::format("{} frames in {:.2f} s, {} datagrams, {:.1f} MB{}", m_frames, Elapsed().count(),
-                           m_datagrams, m_file ? static_cast<double>(m_file->Size()) / 1e6 : 0,
-                           m_lost > 0 ? fmt::format("; {} datagrams came too fast and were lost", m_lost) : "");
+        return fmt::format(
+            "{} in {:.2f} s, {}, {:.1f} MB{}", Counted(m_frames, "frame"), Elapsed().count(),
+            Counted(m_datagrams, "datagram"), m_file ? static_cast<double>(m_file->Size()) / 1e6 : 0,
+            m_lost > 0 ? fmt::format("; {} came too fast and got lost", Counted(m_lost, "datagram")) : "");
     }
 
     Options m_options;

@@ -11,6 +11,7 @@
 #include "Commands.h"
 #include "StopSignal.h"
 #include "TarvoSDKClient.h"
+#include "Wording.h"
 #include "replay/Player.h"
 #include "wire/Addresses.h"
 
@@ -47,8 +48,9 @@ public:
           m_player(options.file, m_recording, options.player) {
         m_commands.Bind(kDefaultCommandPort);
         if (!m_recording.damage.empty()) fmt::print(stderr, "{}\n", m_recording.damage);
-        Say(fmt::format("{}: {} frames in {} datagrams, {:.2f} s", options.file, m_recording.frames,
-                        m_recording.datagrams, std::chrono::duration<double>(m_recording.duration).count()));
+        Say(fmt::format("{}: {} in {}, {:.2f} s", options.file, Counted(m_recording.frames, "frame"),
+                        Counted(m_recording.datagrams, "datagram"),
+                        std::chrono::duration<double>(m_recording.duration).count()));
         if (!m_recording.descriptions) Say(options.file + " has no descriptions: whoever asks gets no answer");
         Say(fmt::format("serving port {}, streaming to {}: {}", kDefaultCommandPort, ToText(GroupAddress()),
                         Begin()));
@@ -60,9 +62,10 @@ public:
             AnswerAll();
             PlayDue();
         }
-        Say(fmt::format(
-            "{} frames played{}", m_player.Frames(),
-            m_player.NotTaken() == 0 ? "" : fmt::format(", {} datagrams did not leave", m_player.NotTaken())));
+        Say(fmt::format("{} played{}", Counted(m_player.Frames(), "frame"),
+                        m_player.NotTaken() == 0
+                            ? ""
+                            : fmt::format(", {} did not leave", Counted(m_player.NotTaken(), "datagram"))));
         return kSuccess;
     }
 

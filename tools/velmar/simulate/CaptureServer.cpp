@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "StopSignal.h"
+#include "Wording.h"
 #include "wire/Addresses.h"
 
 using Clock = FramePacer::Clock;
@@ -31,16 +32,17 @@ CaptureServer::CaptureServer(const ServerOptions& options, FrameComposer& compos
       m_stream(options.stream, composer, m_link) {
     m_commands.Bind(kDefaultCommandPort);
     const Load& load = composer.Amounts();
-    Say(fmt::format("serving port {}, streaming to {} at {:g} Hz", kDefaultCommandPort, ToText(GroupAddress()),
-                    options.rate));
+    Say(fmt::format("serving port {}, streaming to {} at {:g} Hz, {}", kDefaultCommandPort, ToText(GroupAddress()),
+                    options.rate, m_stream.Way()));
     Say(composer.Figure().Summary());
-    Say(fmt::format(
-        "a frame holds {} skeletons, {} marker sets, {} rigid bodies, {} labelled and {} other markers, "
-        "{} force plates, {} further analog channels: {} bytes",
-        load.skeletons, load.markerSets, load.rigidBodies, load.labeledMarkers, load.otherMarkers,
-        composer.Plates().Plates().size(), load.analog, composer.BodySize()));
-    if (const int leftOut = m_desk.DescriptionsLeftOut())
-        Say(fmt::format("{} descriptions do not fit a reply and are left out", leftOut));
+    Say(fmt::format("a frame holds {}, {}, {}, {}, {}, {}, {}: {}", Counted(load.skeletons, "skeleton"),
+                    Counted(load.markerSets, "marker set"), Counted(load.rigidBodies, "rigid body"),
+                    Counted(load.labeledMarkers, "labelled marker"), Counted(load.otherMarkers, "other marker"),
+                    Counted(composer.Plates().Plates().size(), "force plate"),
+                    Counted(load.analog, "further analog channel"), Counted(composer.BodySize(), "byte")));
+    if (const std::string leftOut = m_desk.Descriptions().LeftOut(); !leftOut.empty())
+        Say(fmt::format("the descriptions leave out {}: a reply holds {} and {} at most", leftOut,
+                        Counted(+TARVO_MAX_DESCRIPTIONS, "entry"), Counted(kPacketDataSize, "byte")));
 }
 
 void CaptureServer::Run() {
@@ -107,7 +109,8 @@ std::string CaptureServer::Summary() const {
     const long long frames = m_desk.Frames();
     const double rate = frames > 1 && seconds > 0 ? static_cast<double>(frames - 1) / seconds : 0;
     return fmt::format(
-        "{} frames sent in {:.2f} s ({:.2f} a second), {} of them not whole; the latest was {:.1f} ms "
+        "{} sent in {:.2f} s ({:.2f} Hz), {} of them not whole; the latest was {:.1f} ms "
         "late\nasked: {}\nfaults: {}",
-        frames, seconds, rate, m_cutShort, m_pacer.WorstLateness() * 1e3, m_desk.Summary(), m_link.Summary());
+        Counted(frames, "frame"), seconds, rate, m_cutShort, m_pacer.WorstLateness() * 1e3, m_desk.Summary(),
+        m_link.Summary());
 }

@@ -1,5 +1,7 @@
 #include "simulate/DescriptionBody.h"
 
+#include <fmt/format.h>
+
 #include <bit>
 #include <cstring>
 #include <memory>
@@ -7,6 +9,7 @@
 #include <string>
 
 #include "AppDataModel.h"
+#include "Wording.h"
 #include "simulate/ServerRecords.h"
 
 namespace {
@@ -16,9 +19,10 @@ class BodyBuilder {
 public:
     BodyBuilder() { m_body.bytes.resize(sizeof(std::int32_t)); }
 
-    void Add(DescriptionType type, void* record, std::size_t size) {
+    // The kind and the name are told when it does not fit.
+    void Add(DescriptionType type, void* record, std::size_t size, const char* kind, const std::string& name) {
         if (m_body.entries == TARVO_MAX_DESCRIPTIONS || m_body.bytes.size() + size > kPacketDataSize) {
-            ++m_body.leftOut;
+            LeaveOut(kind, name);
             return;
         }
         const auto list = std::make_unique<sDataDescriptions>();
@@ -38,6 +42,14 @@ public:
     }
 
 private:
+    void LeaveOut(const char* kind, const std::string& name) {
+        if (m_body.missing.empty() || m_body.missing.back().kind != kind)
+            m_body.missing.push_back({kind, name, name, 0});
+        DescriptionBody::Missing& missing = m_body.missing.back();
+        missing.last = name;
+        ++missing.count;
+    }
+
     DescriptionBody m_body;
 };
 
@@ -58,7 +70,8 @@ void AddMarkerSet(BodyBuilder& body, const FrameComposer& composer, int figure) 
     SetName(info.name, FigureName(figure));
     info.markerCount = static_cast<std::int32_t>(names.size());
     info.markerNames = pointers.data();
-    body.Add(DescMarkerSet, &info, kNamedListHead + names.size() * TARVO_NAME_SIZE);
+    body.Add(DescMarkerSet, &info, kNamedListHead + names.size() * TARVO_NAME_SIZE, "marker set",
+             FigureName(figure));
 }
 
 sRigidBodyInfo Describe(const std::string& name, int parentId, const sRigidBodySample& body,
@@ -86,7 +99,8 @@ void AddSkeleton(BodyBuilder& body, const FrameComposer& composer, const sSkelet
         info->rigidBodies[k] =
             Describe(joints[k].name, parent < 0 ? -1 : BoneId(parent), skeleton.rigidBodies[k], from);
     }
-    body.Add(DescSkeleton, info.get(), kNamedListHead + sizeof info->id + joints.size() * sizeof(sRigidBodyInfo));
+    body.Add(DescSkeleton, info.get(), kNamedListHead + sizeof info->id + joints.size() * sizeof(sRigidBodyInfo),
+             "skeleton", FigureName(figure));
 }
 
 void AddLabeledMarkers(BodyBuilder& body, const FrameComposer& composer) {
@@ -98,25 +112,35 @@ void AddLabeledMarkers(BodyBuilder& body, const FrameComposer& composer) {
         items.push_back(std::bit_cast<sPointItem>(record));
     }
     sPointGroupInfo info{};
-    SetName(info.name, "Labelled markers");
+    constexpr char kName[] = "Labelled markers";
+    SetName(info.name, kName);
     info.pointCount = static_cast<std::int32_t>(items.size());
     info.points = items.data();
-    body.Add(DescPointGroup, &info, kNamedListHead + items.size() * sizeof(sPointItem));
+    body.Add(DescPointGroup, &info, kNamedListHead + items.size() * sizeof(sPointItem), "point group", kName);
 }
 
 } // namespace
 
+std::string DescriptionBody::LeftOut() const {
+    std::string text;
+    for (const auto& [kind, first, last, count] : missing)
+        text += fmt::format("{}{} ({}{})", text.empty() ? "" : ", ", Counted(count, kind), first,
+                            count == 1 ? "" : " to " + last);
+    return text;
+}
+
 DescriptionBody DescribeStream(FrameComposer& composer) {
     const sFrameOfMocapData& frame = composer.ComposeAt(0, 0);
     BodyBuilder body;
+    for (sForcePlateInfo plate : composer.Plates().Plates())
+        body.Add(DescForcePlate, &plate, kTypeSize + sizeof plate, "force plate", std::to_string(plate.id));
     for (int i = 0; i < frame.markerSetCount; ++i) AddMarkerSet(body, composer, i);
     for (int i = 0; i < frame.skeletonCount; ++i) AddSkeleton(body, composer, frame.skeletons[i], i);
-    for (sForcePlateInfo plate : composer.Plates().Plates())
-        body.Add(DescForcePlate, &plate, kTypeSize + sizeof plate);
     AddLabeledMarkers(body, composer);
     for (int i = 0; i < frame.rigidBodyCount; ++i) {
-        sRigidBodyInfo info = Describe("Body" + std::to_string(i + 1), -1, frame.rigidBodies[i], kOrigin);
-        body.Add(DescRigidBody, &info, kTypeSize + sizeof info);
+        const std::string name = fmt::format("Body{}", i + 1);
+        sRigidBodyInfo info = Describe(name, -1, frame.rigidBodies[i], kOrigin);
+        body.Add(DescRigidBody, &info, kTypeSize + sizeof info, "rigid body", name);
     }
     return body.Take();
 }

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include "Wording.h"
+
 bool FaultyLink::Send(Bytes datagram, const std::optional<Place>& place, const Sink& sink) {
     if (Happens(m_faults.foreign)) {
         ++m_done.foreign;
@@ -77,7 +79,7 @@ void FaultyLink::Follow(const Parcel& parcel) {
 }
 
 std::string FaultyLink::Summary() const {
-    return fmt::format("{} datagrams lost, {} duplicated, {} reordered, {} corrupted, {} truncated, {} foreign",
-                       m_done.lost, m_done.duplicated, m_done.reordered, m_done.corrupted, m_done.truncated,
-                       m_done.foreign);
+    return fmt::format("{} lost, {} duplicated, {} reordered, {} corrupted, {} truncated, {} foreign",
+                       Counted(m_done.lost, "datagram"), m_done.duplicated, m_done.reordered, m_done.corrupted,
+                       m_done.truncated, m_done.foreign);
 }

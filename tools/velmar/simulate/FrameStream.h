@@ -13,7 +13,7 @@
 
 struct StreamOptions {
     std::optional<std::string> interface;
-    int hops = 0;                          // how many routers the stream may pass; 0 keeps it on this machine
+    int hops = 0;                          // 0 keeps the stream on this machine, 1 in the next network
     std::optional<std::string> frameLog;   // a file that gets a line for every frame
     std::optional<long long> restartEvery; // frames, after which their numbers begin anew
 };
@@ -29,6 +29,8 @@ public:
 
     // The next frame of the stream, at this time of it. False with errno set when the system did not take all.
     bool Send(double seconds);
+
+    std::string Way() const { return m_outlet.Way(); }
 
 private:
     Bytes Encode(sFrameOfMocapData& frame);

@@ -6,6 +6,7 @@
 #include <charconv>
 #include <cstring>
 
+#include "Wording.h"
 #include "simulate/ServerRecords.h"
 
 namespace {
@@ -27,7 +28,7 @@ const char* NameOf(int type) {
         case PackageType_Request: return "raw request";
         case PackageType_Message: return "message";
         case PackageType_DataDescriptions: return "descriptions request";
-        case PackageType_DataDescriptionsEx: return "descriptions request (second form)";
+        case PackageType_DataDescriptionsEx: return "second-form descriptions request";
         case PackageType_ServerDescription: return "server description request";
         case PackageType_Command: return "command";
         case PackageType_Hello: return "greeting";
@@ -51,7 +52,8 @@ std::optional<Message> RequestDesk::Handle(const Message& message, std::string& 
         case PackageType_Command: return AnswerText(message, report);
         case PackageType_DataDescriptions:
         case PackageType_DataDescriptionsEx:
-            report += fmt::format(": {} entries, {} bytes", m_descriptions.entries, m_descriptions.bytes.size());
+            report += fmt::format(": {}, {}", Counted(m_descriptions.entries, "entry"),
+                                  Counted(m_descriptions.bytes.size(), "byte"));
             return Message{PackageType_DataDescriptions, message.sequence, m_descriptions.bytes};
         case PackageType_ServerDescription: {
             Message answer = DescribeServer();
@@ -124,20 +126,20 @@ std::string RequestDesk::SetRate(const std::string& argument) {
     const auto [end, error] = std::from_chars(argument.data(), argument.data() + argument.size(), rate);
     const bool whole = error == std::errc{} && end == argument.data() + argument.size();
     if (!whole || !(rate >= kLowestRate && rate <= kHighestRate))
-        return fmt::format("rate takes a number from {} to {}, not \"{}\"", kLowestRate, kHighestRate, argument);
+        return fmt::format("rate takes a number of Hz from {} to {}, not \"{}\"", kLowestRate, kHighestRate,
+                           argument);
     m_pacer.SetRate(rate, FramePacer::Clock::now());
-    return fmt::format("rate {:g}", rate);
+    return fmt::format("rate {:g} Hz", rate);
 }
 
 std::string RequestDesk::Status() const {
-    return fmt::format("{} at {:g} frames a second, {} frames sent, {} descriptions",
-                       m_pacer.Paused() ? "paused" : "streaming", m_pacer.Rate(), m_frames,
-                       m_descriptions.entries);
+    return fmt::format("{} at {:g} Hz, {} sent, {}", m_pacer.Paused() ? "paused" : "streaming", m_pacer.Rate(),
+                       Counted(m_frames, "frame"), Counted(m_descriptions.entries, "description"));
 }
 
 std::string RequestDesk::Summary() const {
     std::string text;
     for (const auto& [what, count] : m_asked)
-        text += fmt::format("{}{} {}", text.empty() ? "" : ", ", count, what);
+        text += fmt::format("{}{}", text.empty() ? "" : ", ", Counted(count, what));
     return text.empty() ? "nothing was asked" : text;
 }

@@ -14,6 +14,9 @@
 using Version = std::array<unsigned char, 4>;
 std::string ToText(const Version& version); // "2.5.28.75"
 
+// What it takes as text, for those who type it.
+inline constexpr char kTextCommands[] = "help, rate HZ, pause, resume, status";
+
 class RequestDesk {
 public:
     struct Policy {
@@ -29,7 +32,7 @@ public:
 
     void CountFrame() { ++m_frames; }
     long long Frames() const { return m_frames; }
-    int DescriptionsLeftOut() const { return m_descriptions.leftOut; }
+    const DescriptionBody& Descriptions() const { return m_descriptions; }
     std::string Summary() const; // what was asked how often
 
 private:

@@ -27,8 +27,9 @@ constexpr const char* kFooter =
     "  $ velmar simulate\n"
     "  $ velmar simulate --motion walk.bvh --rate 240 --skeletons 3\n\n"
     "Clients find the server at this machine's address. To reach other machines, name the interface and let the\n"
-    "datagrams pass routers: velmar simulate --interface 192.168.1.10 --ttl 1\n\n"
-    "Positions are metres, z up. Text commands of clients: help, rate HZ, pause, resume, status.";
+    "datagrams leave this one: velmar simulate --interface 192.168.1.10 --ttl 1\n\n"
+    "Positions are metres, z up. Timecodes count 30 frames a second, subframes hundredths of a frame.\n"
+    "Text commands of clients: ";
 
 // Empty when the text is four numbers of a byte each.
 std::string CheckVersion(const std::string& text) {
@@ -78,10 +79,13 @@ int Run(const Options& options) {
 }
 
 void AddContent(CLI::App& app, Options& o) {
-    app.add_option("--motion", o.motion, "Play this recording (BVH or another animation that Assimp reads)")
-        ->check(CLI::ExistingFile);
-    app.add_option("--up", o.up, "The recording's upward axis")->check(CLI::IsMember({"y", "z"}));
-    app.add_option("--scale", o.scale, "Metres for each unit of the recording")->check(Number(1e-6, 1e6));
+    CLI::Option* const motion =
+        app.add_option("--motion", o.motion, "Play this recording (BVH or another animation that Assimp reads)")
+            ->check(CLI::ExistingFile);
+    app.add_option("--up", o.up, "The recording's upward axis")->check(CLI::IsMember({"y", "z"}))->needs(motion);
+    app.add_option("--scale", o.scale, "Metres for each unit of the recording")
+        ->check(Number(1e-6, 1e6))
+        ->needs(motion);
     app.add_option("--skeletons", o.load.skeletons, "Figures")->check(WholeNumber(0, TARVO_MAX_SKELETONS));
     app.add_option("--rigid-bodies", o.load.rigidBodies, "Rigid bodies besides")
         ->check(WholeNumber(0, TARVO_MAX_RIGID_BODIES));
@@ -109,7 +113,8 @@ void AddServer(CLI::App& app, Options& o) {
         ->check(CLI::Validator(CheckVersion, "A.B.C.D"));
     app.add_option("--interface", o.server.stream.interface, "Stream through the interface with this address")
         ->type_name("ADDRESS");
-    app.add_option("--ttl", o.server.stream.hops, "Routers that the stream may pass; 0 keeps it on this machine")
+    app.add_option("--ttl", o.server.stream.hops,
+                   "Hops of the stream: 0 keeps it on this machine, 1 in the next network")
         ->check(WholeNumber(0, 255));
 }
 
@@ -149,6 +154,6 @@ void AddSimulate(CLI::App& app, int& exitCode) {
     AddContent(*command, *options);
     AddServer(*command, *options);
     AddFaults(*command, *options);
-    command->footer(kFooter);
+    command->footer(std::string(kFooter) + kTextCommands + ".");
     command->callback([options, &exitCode] { exitCode = Run(*options); });
 }

@@ -1,10 +1,14 @@
 #include "watch/Display.h"
 
 #include <fmt/format.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
+#include <sstream>
+
+#include "Wording.h"
 
 namespace {
 
@@ -30,11 +34,36 @@ std::string Plates(const StreamState& s, const char* separator) {
 
 std::string Counts(const StreamState& s) {
     const auto& c = s.counts;
-    return fmt::format(
-        "{} marker sets ({} markers), {} skeletons ({} bones), {} rigid bodies, {} labelled and {} other "
-        "markers, {} analog",
-        c.markerSets, c.setMarkers, c.skeletons, c.bones, c.rigidBodies, c.labeledMarkers, c.otherMarkers,
-        c.analog);
+    return fmt::format("{} ({}), {} ({}), {}, {}, {}, {}", Counted(c.markerSets, "marker set"),
+                       Counted(c.setMarkers, "marker"), Counted(c.skeletons, "skeleton"), Counted(c.bones, "bone"),
+                       Counted(c.rigidBodies, "rigid body"), Counted(c.labeledMarkers, "labelled marker"),
+                       Counted(c.otherMarkers, "other marker"), Counted(c.analog, "analog channel"));
+}
+
+// Of one that does not tell its size, as large as can be.
+winsize TerminalSize() {
+    winsize size{};
+    ioctl(STDOUT_FILENO, TIOCGWINSZ, &size);
+    constexpr unsigned short kUnlimited = 0xFFFF;
+    if (size.ws_col == 0) size.ws_col = kUnlimited;
+    if (size.ws_row == 0) size.ws_row = kUnlimited;
+    return size;
+}
+
+// Of UTF-8: bytes that continue a character count nothing.
+bool BeginsCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80; }
+
+std::size_t Characters(const std::string& line) {
+    return static_cast<std::size_t>(std::count_if(line.begin(), line.end(), BeginsCharacter));
+}
+
+void CutTo(std::size_t columns, std::string& line) {
+    std::size_t characters = 0;
+    const auto end = std::find_if(line.begin(), line.end(), [&](char byte) {
+        characters += BeginsCharacter(byte) ? 1 : 0;
+        return characters > columns;
+    });
+    line.erase(end, line.end());
 }
 
 } // namespace
@@ -54,23 +83,37 @@ void Display::Show(const StreamState& s) {
         std::fflush(stdout);
         return;
     }
-    const std::string block = fmt::format(
-        "{}: version accepted, streaming\n"
-        "frame {}  timecode {}  rate {:.1f} Hz{}\n"
-        "received {}  lost {}  numbers went back {}\n"
-        "{}\n{}{}\n",
-        m_server, s.frameNumber, s.timecode, rate, silence, s.frames, s.lost, s.jumped, Counts(s), Root(s),
-        Plates(s, "\n"));
-    ClearBlock();
-    fmt::print("{}", block);
-    std::fflush(stdout);
-    m_blockLines = static_cast<int>(std::count(block.begin(), block.end(), '\n'));
+    ShowBlock(
+        fmt::format("{}: version accepted, streaming\n"
+                    "frame {}  timecode {}  rate {:.1f} Hz{}\n"
+                    "received {}, lost {}, numbers went back {}\n"
+                    "{}\n{}{}\n",
+                    m_server, s.frameNumber, s.timecode, rate, silence, Counted(s.frames, "frame"), s.lost,
+                    Counted(s.jumped, "time"), Counts(s), Root(s), Plates(s, "\n")));
 }
 
-// Back to the block's first line, and everything below it gone.
+// Only as much as the terminal holds: what wraps or scrolls cannot be replaced.
+void Display::ShowBlock(const std::string& block) {
+    ClearBlock();
+    const winsize size = TerminalSize();
+    std::istringstream lines(block);
+    for (std::string line; m_block.size() + 1 < size.ws_row && std::getline(lines, line);) {
+        CutTo(size.ws_col, line);
+        fmt::print("{}\n", line);
+        m_block.push_back(Characters(line));
+    }
+    std::fflush(stdout);
+}
+
+// Back to the block's first line, and everything below it gone. A terminal that has become narrower meanwhile
+// has wrapped the lines that it held.
 void Display::ClearBlock() {
-    if (m_blockLines > 0) fmt::print("\033[{}F\033[J", m_blockLines);
-    m_blockLines = 0;
+    const std::size_t columns = TerminalSize().ws_col;
+    std::size_t rows = 0;
+    for (const std::size_t characters : m_block)
+        rows += std::max<std::size_t>((characters + columns - 1) / columns, 1);
+    if (rows > 0) fmt::print("\033[{}F\033[J", rows);
+    m_block.clear();
 }
 
 void Display::Print(const std::string& text) {
@@ -81,8 +124,8 @@ void Display::Print(const std::string& text) {
 
 std::string Display::Summary(const StreamState& s) {
     std::string text = fmt::format(
-        "{} frames received, {} lost, {:.2f} Hz over {:.2f} s; the first skeleton's root came {:.2f} m", s.frames,
-        s.lost, Rate(s.frames - 1, s.secondsOfStream), s.secondsOfStream, s.rootPath);
+        "{} received, {} lost, {:.2f} Hz over {:.2f} s; the first skeleton's root came {:.2f} m",
+        Counted(s.frames, "frame"), s.lost, Rate(s.frames - 1, s.secondsOfStream), s.secondsOfStream, s.rootPath);
     for (int i = 0; s.plates && i < s.plates->plateCount; ++i)
         text += fmt::format("\nstrongest force on plate {}: {:.0f} N", i + 1,
                             s.peakForce[static_cast<std::size_t>(i)]);

@@ -3,6 +3,7 @@
 #define VELMAR_WATCH_DISPLAY_H
 
 #include <string>
+#include <vector>
 
 #include "watch/StreamStatistics.h"
 
@@ -23,11 +24,12 @@ public:
     static std::string Summary(const StreamState& state);
 
 private:
+    void ShowBlock(const std::string& block);
     void ClearBlock();
 
     std::string m_server;
     bool m_terminal;
-    int m_blockLines = 0; // of the block that the next one replaces
+    std::vector<std::size_t> m_block; // characters of each line of the block that the next one replaces
     StreamState::Counts m_countsShown{};
     long long m_framesShown = 0;
     double m_secondsShown = 0;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "Wording.h"
+
 void StreamStatistics::OnFrame(sFrameOfMocapData* frame, void* self) {
     static_cast<StreamStatistics*>(self)->Count(*frame);
 }
@@ -38,9 +40,7 @@ void StreamStatistics::Count(const sFrameOfMocapData& frame) {
                 frame.analogCount};
     for (int i = 0; i < frame.markerSetCount; ++i) s.counts.setMarkers += frame.markerSets[i].markerCount;
     for (int i = 0; i < frame.skeletonCount; ++i) s.counts.bones += frame.skeletons[i].rigidBodyCount;
-    char timecode[32];
-    Quorin_TimecodeStringify(frame.timecode, frame.timecodeSubframe, timecode, sizeof timecode);
-    s.timecode = timecode;
+    s.timecode = TimecodeText(frame.timecode, frame.timecodeSubframe);
     if (frame.skeletonCount > 0 && frame.skeletons[0].rigidBodyCount > 0) Follow(frame.skeletons[0]);
     m_arrived.notify_all();
 }

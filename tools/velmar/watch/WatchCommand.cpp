@@ -107,6 +107,9 @@ void AddWatch(CLI::App& app, int& exitCode) {
     command->add_option("--seconds", options->seconds, "End after so long")->check(Number(0.1, 1e6));
     command->add_flag("--verbose", options->verbose, "Show the library's log lines");
     command->footer(
-        "Examples:\n  $ velmar watch 127.0.0.1 --seconds 10\n\nThe exit code is 0 only when frames came.");
+        "Examples:\n  $ velmar watch 127.0.0.1 --seconds 10\n\nThe exit code is 0 only when frames came. A "
+        "timecode is "
+        "hours:minutes:seconds:frames.subframe;\nwhat a subframe is, the server decides (velmar simulate: "
+        "hundredths of a frame, 30 frames a second).");
     command->callback([options, &exitCode] { exitCode = Watch(*options).Run(); });
 }

@@ -10,9 +10,13 @@
 
 class StreamOutlet {
 public:
-    // Through the interface with this address, or else that of the route to the group; past so many routers, and
-    // with 0 hops to this machine only. Throws UsageError for an interface that this machine does not have.
+    // Through the interface with this address, or else that of the route to the group; so many hops far: with 0
+    // to this machine only, with 1 to the interface's network. Throws UsageError for an interface that this
+    // machine does not have.
     StreamOutlet(const std::optional<std::string>& interface, int hops);
+
+    // "over interface lo, 0 hops: to this machine only".
+    std::string Way() const;
 
     // False with errno set when the system does not take the datagram.
     bool Send(Bytes datagram) { return m_socket.SendTo(GroupAddress(), datagram); }
@@ -21,6 +25,8 @@ public:
     [[noreturn]] static void ThrowNothingLeaves();
 
 private:
+    std::string m_interface; // in words
+    int m_hops;
     UdpSocket m_socket;
 };
 
