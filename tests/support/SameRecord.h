@@ -18,8 +18,8 @@ bool SameArray(T*& one, T*& other, int count) {
 }
 
 inline bool SameArrays(sRigidBodySample& a, sRigidBodySample& b) {
-    return SameArray(a.markerPositions, b.markerPositions, a.markerCount) &
-           SameArray(a.markerIds, b.markerIds, a.markerCount) &
+    return SameArray(a.markerPositions, b.markerPositions, a.markerCount) &&
+           SameArray(a.markerIds, b.markerIds, a.markerCount) &&
            SameArray(a.markerSizes, b.markerSizes, a.markerCount);
 }
 
@@ -46,9 +46,9 @@ inline bool SameRecord(const sFrameOfMocapData& first, const sFrameOfMocapData& 
     if (a->markerSetCount != b->markerSetCount || a->rigidBodyCount != b->rigidBodyCount) return false;
     bool same = SameArray(a->otherMarkers, b->otherMarkers, a->otherMarkerCount);
     for (int i = 0; i < a->markerSetCount; ++i)
-        same &= SameArray(a->markerSets[i].markers, b->markerSets[i].markers, a->markerSets[i].markerCount);
-    for (int i = 0; i < a->rigidBodyCount; ++i) same &= SameArrays(a->rigidBodies[i], b->rigidBodies[i]);
-    for (int i = 0; i < a->skeletonCount; ++i) same &= SameSkeleton(a->skeletons[i], b->skeletons[i]);
+        same = same && SameArray(a->markerSets[i].markers, b->markerSets[i].markers, a->markerSets[i].markerCount);
+    for (int i = 0; i < a->rigidBodyCount; ++i) same = same && SameArrays(a->rigidBodies[i], b->rigidBodies[i]);
+    for (int i = 0; i < a->skeletonCount; ++i) same = same && SameSkeleton(a->skeletons[i], b->skeletons[i]);
     return same && std::memcmp(static_cast<void*>(a.get()), b.get(), sizeof *a) == 0;
 }
 
