@@ -1,6 +1,8 @@
 #include "model/FrameDecoder.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <iterator>
 
 #include "model/FrameArrays.h"
 #include "model/WireReader.h"
@@ -96,11 +98,18 @@ bool ReadLabeledMarkers(WireReader& in, sFrameOfMocapData& frame, FrameExtent& f
     return true;
 }
 
+// True.
+bool ClearBehind(float (&values)[TARVO_MAX_ANALOG_VALUES], int count) {
+    std::fill(values + count, std::end(values), 0.0F);
+    return true;
+}
+
 bool ReadRest(WireReader& in, sFrameOfMocapData& frame) {
     return ReadCount(in, frame.analogCount, TARVO_MAX_ANALOG_VALUES) &&
            in.ReadArray(frame.analogValues, static_cast<std::size_t>(frame.analogCount)) &&
-           in.Read(frame.timecode) && in.Read(frame.timecodeSubframe) && in.Read(frame.auxValue32) &&
-           in.Read(frame.auxValue64) && in.Read(frame.flags);
+           ClearBehind(frame.analogValues, frame.analogCount) && in.Read(frame.timecode) &&
+           in.Read(frame.timecodeSubframe) && in.Read(frame.auxValue32) && in.Read(frame.auxValue64) &&
+           in.Read(frame.flags);
 }
 
 } // namespace
@@ -108,9 +117,13 @@ bool ReadRest(WireReader& in, sFrameOfMocapData& frame) {
 bool DecodeFrame(const unsigned char* body, unsigned int available, int& consumed, sFrameOfMocapData& frame,
                  FrameExtent& filled) {
     WireReader in(body, available);
-    if (!in.Read(frame.frameNumber) || !ReadMarkers(in, frame, filled) || !ReadBodies(in, frame, filled) ||
-        !ReadLabeledMarkers(in, frame, filled) || !ReadRest(in, frame))
-        return false;
-    consumed = in.Consumed();
-    return true;
+    FrameExtent read;
+    const bool whole = in.Read(frame.frameNumber) && ReadMarkers(in, frame, read) && ReadBodies(in, frame, read) &&
+                       ReadLabeledMarkers(in, frame, read) && ReadRest(in, frame);
+    if (whole) {
+        filled.ClearBeyond(read, frame);
+        consumed = in.Consumed();
+    }
+    filled = whole ? read : read.With(filled);
+    return whole;
 }

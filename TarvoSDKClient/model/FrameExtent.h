@@ -23,11 +23,16 @@ struct FrameExtent {
     // changed.
     FrameExtent With(const sFrameOfMocapData& frame) const;
 
-    void Clear(sFrameOfMocapData& frame) const;
+    // The larger of both for each list; the bones are this one's where it has them.
+    FrameExtent With(const FrameExtent& other) const;
+
+    // Makes the entries zero that this extent has and the other has not.
+    void ClearBeyond(const FrameExtent& other, sFrameOfMocapData& frame) const;
     // Bytes, pointers as they stand.
     void Copy(const sFrameOfMocapData& from, sFrameOfMocapData& to) const;
-    // The heap arrays of the record, which keeps its pointers to them.
-    void ReleaseArrays(const sFrameOfMocapData& frame) const;
+    // The heap arrays of the record: its pointers are null afterwards.
+    void ReleaseArrays(sFrameOfMocapData& frame) const;
+    void ForgetArrays(sFrameOfMocapData& frame) const;
 };
 
 #endif

@@ -22,19 +22,22 @@ sFrameOfMocapData* CFrameStore::Decode(const unsigned char* body, unsigned int a
 bool CFrameStore::GiveBack(sFrameOfMocapData* frame) {
     const std::size_t index = IndexOf(frame);
     if (index == kNoRecord) return false;
-    const FrameExtent dirty = m_filled[index].With(*frame);
-    dirty.ReleaseArrays(*frame);
-    PutBack(frame, index, dirty);
+    m_filled[index] = m_filled[index].With(*frame);
+    m_filled[index].ReleaseArrays(*frame);
+    PutBack(frame);
     return true;
 }
 
 bool CFrameStore::MoveOut(sFrameOfMocapData* frame, sFrameOfMocapData& to, FrameExtent& filled) {
     const std::size_t index = IndexOf(frame);
     if (index == kNoRecord) return false;
-    filled.With(to).Clear(to);
-    filled = m_filled[index].With(*frame);
-    filled.Copy(*frame, to);
-    PutBack(frame, index, filled);
+    FrameExtent& moved = m_filled[index];
+    moved = moved.With(*frame);
+    filled.With(to).ClearBeyond(moved, to);
+    moved.Copy(*frame, to);
+    filled = moved;
+    moved.ForgetArrays(*frame);
+    PutBack(frame);
     return true;
 }
 
@@ -65,9 +68,7 @@ sFrameOfMocapData* CFrameStore::MakeRecord() {
     return reinterpret_cast<sFrameOfMocapData*>(m_areas[area] + kStride * (m_made++ % kAreaRecords));
 }
 
-void CFrameStore::PutBack(sFrameOfMocapData* frame, std::size_t index, const FrameExtent& dirty) {
-    dirty.Clear(*frame);
-    m_filled[index] = {};
+void CFrameStore::PutBack(sFrameOfMocapData* frame) {
     const CPlainGuard guard(m_lock);
     m_free[m_freeCount++] = frame;
 }

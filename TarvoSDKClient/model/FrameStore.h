@@ -1,5 +1,5 @@
 // The records of the frames on their way from the network to the application. Making and zeroing one of 152 KB for
-// each frame would cost more than all the rest; kept ones are cleared only as far as a frame has filled them.
+// each frame would cost more than all the rest; kept ones are used again.
 #ifndef TARVO_MODEL_FRAME_STORE_H
 #define TARVO_MODEL_FRAME_STORE_H
 
@@ -11,9 +11,10 @@
 #include "platform/PlainMutex.h"
 
 // One for the process, callable from any thread. A record belongs to whoever it was handed to until it is given
-// back. Records that the store keeps read as zero. What a frame has filled is noted here and not in the record,
-// which its holder may change. Records lie in areas of their own, by which they are told from those that somebody
-// made with new.
+// back. A record that the store keeps has no arrays; what its latest frame has left in it is overwritten or
+// cleared by the next one, so that a record in hand reads as zero wherever its message said nothing. How far a
+// frame has filled it is noted here and not in the record, which its holder may change. Records lie in areas of
+// their own, by which they are told from those that somebody made with new.
 class CFrameStore {
 public:
     static CFrameStore& Instance();
@@ -40,13 +41,13 @@ private:
     std::size_t IndexOf(const sFrameOfMocapData* frame) const; // kNoRecord when it is not of the store
     sFrameOfMocapData* Take();
     sFrameOfMocapData* MakeRecord() TARVO_REQUIRES(m_lock);
-    void PutBack(sFrameOfMocapData* frame, std::size_t index, const FrameExtent& dirty);
+    void PutBack(sFrameOfMocapData* frame);
 
     // Constant as far as there are any, never released. From the heap, whose checkers then find what records point
     // to; so large an area is untouched pages of the system's there too.
     std::array<unsigned char*, kMaxAreas> m_areas{};
     std::atomic<std::size_t> m_areaCount{0};
-    std::array<FrameExtent, kNoRecord> m_filled; // of each record, its holder's
+    std::array<FrameExtent, kNoRecord> m_filled; // how far each does not read as zero; its holder's
 
     System::CPlainMutex m_lock;
     std::array<sFrameOfMocapData*, kNoRecord> m_free TARVO_GUARDED_BY(m_lock){}; // the latest given back on top

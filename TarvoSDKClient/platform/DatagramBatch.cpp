@@ -5,16 +5,27 @@
 
 namespace System {
 
+namespace {
+
+// A place whose datagram is shorter than the one before it still has that one's end.
+void ClearBehind(unsigned char* place, unsigned int length, unsigned int& dirty) {
+    if (dirty > length) std::memset(place + length, 0, dirty - length);
+    dirty = length;
+}
+
+} // namespace
+
 int CDatagramBatch::Create() {
-    if (m_memory.Create(std::size_t{kSlots} * kStride) != 0) return 1;
-    m_dirty.fill(0);
+    if (m_memory.Create(std::size_t{kSlots} * (kUsualSize + kLargestSize)) != 0) return 1;
+    m_usualDirty.fill(0);
+    m_largeDirty.fill(0);
     for (unsigned int i = 0; i < kSlots; ++i) {
-        m_areas[i] = {Slot(i), kSlotSize};
+        m_areas[i] = {iovec{Usual(i), kUsualSize}, iovec{Large(i) + kUsualSize, kLargestSize - kUsualSize}};
         m_messages[i] = {};
         m_messages[i].msg_hdr.msg_name = &m_senders[i];
         m_messages[i].msg_hdr.msg_namelen = sizeof m_senders[i];
-        m_messages[i].msg_hdr.msg_iov = &m_areas[i];
-        m_messages[i].msg_hdr.msg_iovlen = 1;
+        m_messages[i].msg_hdr.msg_iov = m_areas[i].data();
+        m_messages[i].msg_hdr.msg_iovlen = m_areas[i].size();
     }
     return 0;
 }
@@ -26,17 +37,26 @@ void CDatagramBatch::Destroy() {
 
 CDatagramBatch::Datagram CDatagramBatch::operator[](unsigned int index) const {
     const sockaddr_in& sender = m_senders[index];
-    return {Slot(index), m_messages[index].msg_len, ntohl(sender.sin_addr.s_addr), ntohs(sender.sin_port)};
+    return {m_data[index], m_messages[index].msg_len, ntohl(sender.sin_addr.s_addr), ntohs(sender.sin_port)};
 }
 
-// A slot whose datagram is shorter than the one before it still has that one's end.
 void CDatagramBatch::Took(unsigned int count) {
     m_count = count;
-    for (unsigned int i = 0; i < count; ++i) {
-        const unsigned int length = m_messages[i].msg_len;
-        if (m_dirty[i] > length) std::memset(Slot(i) + length, 0, m_dirty[i] - length);
-        m_dirty[i] = length;
+    for (unsigned int i = 0; i < count; ++i) Settle(i);
+}
+
+// A datagram that fills its usual place goes to the large one as a whole, where there is room for zeros behind it.
+void CDatagramBatch::Settle(unsigned int slot) {
+    const unsigned int length = m_messages[slot].msg_len;
+    if (length < kUsualSize) {
+        ClearBehind(Usual(slot), length, m_usualDirty[slot]);
+        m_data[slot] = Usual(slot);
+        return;
     }
+    m_usualDirty[slot] = kUsualSize;
+    std::memcpy(Large(slot), Usual(slot), kUsualSize);
+    ClearBehind(Large(slot), length, m_largeDirty[slot]);
+    m_data[slot] = Large(slot);
 }
 
 } // namespace System

@@ -11,9 +11,10 @@
 
 namespace System {
 
-// Filled by CSocketFacade::ReceiveBatch, read by the thread that calls it. Each datagram stands in a slot of its
-// own, which has room for the largest that there can be and reads as zero behind it. A slot takes memory only when
-// it is used, and no more than its datagrams had.
+// Filled by CSocketFacade::ReceiveBatch, read by the thread that calls it. Each datagram, up to the largest that
+// there can be, stands in one piece and has zero bytes behind it. Datagrams of the usual size lie close together,
+// so that a receive touches little memory; what is larger goes to an area of its own, which takes memory only when
+// it is used.
 class CDatagramBatch {
 public:
     struct Datagram {
@@ -37,19 +38,28 @@ public:
 private:
     friend class CSocketFacade;
 
-    static constexpr unsigned int kSlots = 32;
-    static constexpr unsigned int kSlotSize = 65536; // a datagram has 65,507 bytes at most
-    // So that the fronts of the slots, where most datagrams end, lie in different lines of a cache.
-    static constexpr unsigned int kStride = kSlotSize + 1600;
+    // A call costs most of a small datagram, so few slots save most of it; more would push each other's datagrams,
+    // and what they are joined and decoded into, out of the first-level cache.
+    // A call costs most of a small datagram, so a few slots save most of it; more would push each other's
+    // datagrams, and what they are joined and decoded into, out of the first-level cache.
+    static constexpr unsigned int kSlots = 8;
+    static constexpr unsigned int kUsualSize = 1536;    // the protocol's datagrams have 1478 bytes at most
+    static constexpr unsigned int kLargestSize = 65536; // a datagram has 65,507
 
-    unsigned char* Slot(unsigned int index) const { return m_memory.Data() + std::size_t{index} * kStride; }
+    unsigned char* Usual(unsigned int slot) const { return m_memory.Data() + slot * kUsualSize; }
+    unsigned char* Large(unsigned int slot) const {
+        return m_memory.Data() + std::size_t{kSlots} * kUsualSize + std::size_t{slot} * kLargestSize;
+    }
     void Took(unsigned int count);
+    void Settle(unsigned int slot);
 
     CZeroedMemory m_memory;
     unsigned int m_count = 0;
-    std::array<unsigned int, kSlots> m_dirty{}; // bytes of each slot that may not read as zero
+    std::array<unsigned char*, kSlots> m_data{};     // where each datagram stands
+    std::array<unsigned int, kSlots> m_usualDirty{}; // bytes of each place that may not read as zero
+    std::array<unsigned int, kSlots> m_largeDirty{};
     std::array<mmsghdr, kSlots> m_messages{};
-    std::array<iovec, kSlots> m_areas{};
+    std::array<std::array<iovec, 2>, kSlots> m_areas{}; // the usual place, then the rest of the large one
     std::array<sockaddr_in, kSlots> m_senders{};
 };
 
