@@ -1,12 +1,16 @@
-# What every target of the project is compiled with.
+# What every target of the project is compiled with, when it is built for itself.
 if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
-  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
 endif()
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion
                     $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>
                     $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wthread-safety>
-                    # Reports and assertions show paths inside the project, not where it was built.
+                    # Assertions show paths inside the project, not where it was built.
                     -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 # gcc 12 sees overlaps in the concatenation of strings that are none.
 add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
