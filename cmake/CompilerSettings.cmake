@@ -29,3 +29,11 @@ if(VELMAR_COVERAGE)
   add_compile_options(-fprofile-instr-generate -fcoverage-mapping)
   add_link_options(-fprofile-instr-generate)
 endif()
+
+# Builds for daily work are quick: files are compiled together, with the headers of others read once before. What is
+# shipped and what the lint reads is compiled file by file, with what each file includes.
+if(NOT CMAKE_UNITY_BUILD)
+  set(CMAKE_DISABLE_PRECOMPILE_HEADERS ON)
+endif()
+# For tests and for the command line, of which a debugger has to show the lines only: less to write, to link and to load.
+set(lines_only $<$<CONFIG:Debug,RelWithDebInfo>:-g1>)
