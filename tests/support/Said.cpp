@@ -1,8 +1,6 @@
 // What is made with regular expressions, which are slow to compile.
 #include "support/Said.h"
 
-#include <gtest/gtest.h>
-
 #include <regex>
 
 std::vector<std::string> LogLines::Words() const {

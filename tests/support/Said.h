@@ -2,6 +2,8 @@
 #ifndef TESTS_SUPPORT_SAID_H
 #define TESTS_SUPPORT_SAID_H
 
+#include <gtest/gtest.h>
+
 #include "support/LogLines.h"
 
 // "0", "1 Failed.", "1 Failed:# syserr:9|Close h:#.": handles are written as "#", texts of system errors left out.
