@@ -1,22 +1,36 @@
-# What `cmake --install` puts where, in three components: runtime, development, tools.
+# What `cmake --install` puts where, in three components: runtime, development, tools. A static library is development's.
+include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 set(runtime_package libvelmar-sdk${PROJECT_VERSION_MAJOR})
 set(development_package libvelmar-sdk-dev)
 set(tools_package velmar)
 set(doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc)
+get_target_property(library_type velmar_sdk TYPE)
 
 install(TARGETS velmar_sdk EXPORT velmar_sdk
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
-  PUBLIC_HEADER DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+  PUBLIC_HEADER DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
-# The library needs no other package, so the exported target is all that find_package has to give.
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/velmar_sdk)
-install(EXPORT velmar_sdk NAMESPACE velmar:: FILE velmar_sdk-config.cmake
+install(EXPORT velmar_sdk NAMESPACE velmar:: FILE velmar_sdk-targets.cmake
   DESTINATION ${package_dir} COMPONENT development)
+# What a program that links the static library needs besides: threads, and where it is not C++ itself, the runtime.
+set(find_dependencies "")
+if(library_type STREQUAL "STATIC_LIBRARY")
+  set(find_dependencies "include(CMakeFindDependencyMacro)\nfind_dependency(Threads)\n")
+endif()
+set(private_libraries ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
+list(FILTER private_libraries INCLUDE REGEX "^(m|c\\+\\+|stdc\\+\\+)$")
+list(TRANSFORM private_libraries PREPEND -l)
+list(JOIN private_libraries " " private_libraries)
+file(CONFIGURE OUTPUT velmar_sdk-config.cmake
+  CONTENT [[@find_dependencies@include(${CMAKE_CURRENT_LIST_DIR}/velmar_sdk-targets.cmake)]] @ONLY)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/velmar_sdk-config-version.cmake
   COMPATIBILITY SameMajorVersion)
-install(FILES ${PROJECT_BINARY_DIR}/velmar_sdk-config-version.cmake
+install(FILES ${PROJECT_BINARY_DIR}/velmar_sdk-config.cmake ${PROJECT_BINARY_DIR}/velmar_sdk-config-version.cmake
   DESTINATION ${package_dir} COMPONENT development)
 # The prefix is told from where the file is, so that an installed tree can be moved.
 file(RELATIVE_PATH up /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
@@ -24,13 +38,19 @@ string(REGEX REPLACE "/$" "" up "${up}")
 configure_file(cmake/velmar_sdk.pc.in velmar_sdk.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/velmar_sdk.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
-install(DIRECTORY examples DESTINATION ${doc_dir}/${development_package} COMPONENT development)
+# The pages beside the examples, as their links have them.
+install(DIRECTORY docs examples DESTINATION ${doc_dir}/${development_package} COMPONENT development
+  PATTERN Doxyfile EXCLUDE)
 
-set(components runtime development)
-if(VELMAR_BUILD_TOOL)
+set(components development)
+if(library_type STREQUAL "SHARED_LIBRARY")
+  list(PREPEND components runtime)
+endif()
+if(VELMAR_WITH_TOOL)
   list(APPEND components tools)
   install(TARGETS velmar RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
   install(FILES extras/velmar.lua DESTINATION ${CMAKE_INSTALL_DATADIR}/velmar COMPONENT tools)
+  install(DIRECTORY docs DESTINATION ${doc_dir}/${tools_package} COMPONENT tools PATTERN Doxyfile EXCLUDE)
   install(FILES extras/velmar.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
     RENAME velmar COMPONENT tools)
   include(cmake/ManPages.cmake)
@@ -39,4 +59,12 @@ if(VELMAR_BUILD_TOOL)
     file(RELATIVE_PATH to_library ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
     set_target_properties(velmar PROPERTIES INSTALL_RPATH $ORIGIN/${to_library})
   endif()
+endif()
+foreach(component IN LISTS components)
+  install(FILES packaging/copyright DESTINATION ${doc_dir}/${${component}_package} COMPONENT ${component})
+endforeach()
+
+find_program(VELMAR_DPKG_DEB dpkg-deb)
+if(VELMAR_DPKG_DEB AND library_type STREQUAL "SHARED_LIBRARY")
+  include(cmake/Packages.cmake)
 endif()

@@ -11,9 +11,7 @@ endfunction()
 
 file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/packaging)
 foreach(component IN LISTS components)
-  set(destination ${doc_dir}/${${component}_package})
-  install(FILES packaging/copyright DESTINATION ${destination} COMPONENT ${component})
-  velmar_install_compressed(packaging/changelog changelog ${destination} ${component})
+  velmar_install_compressed(packaging/changelog changelog ${doc_dir}/${${component}_package} ${component})
 endforeach()
 
 # The list of what the library provides, and the loader's index afterwards without a script of ours.
@@ -57,7 +55,8 @@ The library receives every captured frame as a decoded record, asks the
 server what its frames contain, sends it commands, and computes the forces
 on force plates.")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "client library of a motion-capture server (development files)
-The headers, the files for CMake and pkg-config, and examples in C and C++.")
+The headers, the files for CMake and pkg-config, examples in C and C++, and the
+pages about threads, the protocol and what a frame costs.")
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "simulated motion-capture server and tools for its streams
 The command velmar streams a walking figure or a recording to clients, with
 seeded network faults if wanted; shows, records, replays and exports a running

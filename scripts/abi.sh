@@ -16,9 +16,7 @@ esac
 scripts/prepare.sh all
 build=build/abi
 # The types are in the debug information, which the release preset leaves out.
-cmake --preset release -B "$build" -DCMAKE_CXX_FLAGS=-g -DVELMAR_BUILD_TOOL=OFF \
-  -DVELMAR_BUILD_TESTS=OFF >/dev/null
-cmake --build "$build" -- --quiet
+scripts/build.sh release -B "$build" -DCMAKE_CXX_FLAGS=-g -DVELMAR_BUILD_TOOL=OFF -DVELMAR_BUILD_TESTS=OFF
 baseline=tests/interface/velmar_sdk.abi
 # Places in files would change with every edit, names of parameters with the compiler.
 abidw --suppressions tests/interface/stored.abignore --exported-interfaces-only --no-corpus-path \

@@ -20,8 +20,7 @@ done
 cd "$(dirname "$0")/.."
 
 scripts/prepare.sh all
-cmake --preset release -DVELMAR_BUILD_BENCH=ON >/dev/null
-cmake --build --preset release --target bench_parts end_to_end bench_table -- --quiet
+scripts/build.sh release -DVELMAR_BUILD_TOOL=ON -DVELMAR_BUILD_BENCH=ON -- bench_parts end_to_end bench_table
 
 work=build/release/bench
 last=$(taskset -cp $$ | grep -oE '[0-9]+$')

@@ -5,7 +5,7 @@ set -eu
 cd "$(dirname "$0")/.."
 work=build/check-dissector
 
-scripts/prepare.sh package
+scripts/prepare.sh dissector
 cmake --preset release >/dev/null
 cmake --build --preset release --target velmar -- --quiet
 rm -rf "$work"

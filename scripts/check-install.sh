@@ -36,7 +36,9 @@ if [ "${1:-}" = --example-server ]; then
   exit 0
 fi
 
+scripts/prepare.sh package consumer
 scripts/package.sh
+echo "== building the examples against the packages"
 rm -rf "$work"
 mkdir -p "$root" "$work/pkg-config" "$work/c11"
 for package in build/package/*.deb; do dpkg-deb --extract "$package" "$root"; done
@@ -52,6 +54,7 @@ for command in "" $commands; do
   zgrep -q '^.SH EXAMPLES' "$root/usr/share/man/man1/velmar$command.1.gz" ||
     { echo "velmar$command.1 has no examples" >&2; exit 1; }
 done
+for page in "$root"/usr/share/doc/{libvelmar-sdk-dev,velmar}/docs/troubleshooting.md; do [ -s "$page" ]; done
 
 cmake -S "$examples" -B "$work/cmake" -G Ninja -DCMAKE_PREFIX_PATH="$root/usr" >/dev/null
 cmake --build "$work/cmake" -- --quiet
@@ -68,6 +71,7 @@ for source in "$examples"/*.c; do
     -o "$work/c11/$(basename "$source" .c)" -L"$libdir" -lvelmar_sdk
 done
 
+echo "== running the examples"
 export LD_LIBRARY_PATH=$libdir
 scripts/private-network.sh scripts/check-install.sh --example-server "$work/cmake"
 exec scripts/private-network.sh scripts/with-server.sh "$root/usr/bin/velmar" "$work/server.log" -- \

@@ -5,8 +5,8 @@ set -eu
 cd "$(dirname "$0")/.."
 
 scripts/prepare.sh all
-cmake --preset fuzz -DVELMAR_WERROR=ON >/dev/null
-cmake --build --preset fuzz -- --quiet
+scripts/build.sh fuzz -DVELMAR_WERROR=ON -DVELMAR_BUILD_TOOL=ON -DVELMAR_BUILD_TESTS=ON
+echo "== tests: fuzz"
 
 work=build/fuzz/coverage
 rm -rf "$work"

@@ -7,8 +7,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 
 "$root/scripts/prepare.sh" build
 cd "$root"
-cmake --preset release -DVELMAR_BUILD_TESTS=OFF >/dev/null
-cmake --build --preset release -- --quiet
+scripts/build.sh release -DVELMAR_BUILD_TOOL=ON -DVELMAR_BUILD_TESTS=OFF
 velmar=$root/build/release/tools/velmar/velmar
 cd "$caller" # file names among the options are meant from there
 

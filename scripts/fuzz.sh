@@ -12,9 +12,8 @@ if ! [[ $seconds =~ ^[1-9][0-9]*$ ]]; then
   exit 2
 fi
 scripts/prepare.sh all
-cmake --preset fuzz -DVELMAR_WERROR=ON >/dev/null
 targets=(frame description media dispatch force_plate)
-cmake --build --preset fuzz --target make_seeds "${targets[@]/#/fuzz_}" -- --quiet
+scripts/build.sh fuzz -DVELMAR_WERROR=ON -DVELMAR_BUILD_TOOL=ON -DVELMAR_BUILD_TESTS=ON -- make_seeds "${targets[@]/#/fuzz_}"
 
 # Little is kept of what was released, or a heap of quarter gigabytes goes through the caches.
 export ASAN_OPTIONS=quarantine_size_mb=1:thread_local_quarantine_size_kb=64

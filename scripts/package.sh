@@ -13,10 +13,13 @@ esac
 
 scripts/prepare.sh package
 build=build/package
-cmake --preset release -B "$build" -DCMAKE_INSTALL_PREFIX=/usr -DVELMAR_BUILD_TESTS=OFF >/dev/null
-cmake --build "$build" -- --quiet
+scripts/build.sh release -B "$build" -DCMAKE_INSTALL_PREFIX=/usr -DVELMAR_BUILD_TOOL=ON -DVELMAR_BUILD_TESTS=OFF
+echo "== making the packages"
 rm -f "$build"/*.deb
 umask 022
 (cd "$build" && cpack >cpack.log 2>&1) || { cat "$build/cpack.log" >&2; exit 1; }
-[ -z "$check" ] || lintian --allow-root --fail-on error,warning "$build"/*.deb
+if [ -n "$check" ]; then
+  echo "== checking them with lintian"
+  lintian --allow-root --fail-on error,warning "$build"/*.deb
+fi
 ls "$build"/*.deb

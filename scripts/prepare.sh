@@ -1,23 +1,31 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that a task needs and that are missing; where that is not allowed, says
-# which ones to install. Usage: scripts/prepare.sh build|test|all|package
+# Installs the Debian packages that tasks need and that are missing; where that is not allowed, says which ones to
+# install. Usage: scripts/prepare.sh build|test|all|package|consumer|dissector...
 set -eu
 
-build=(g++ cmake ninja-build libcli11-dev libfmt-dev libassimp-dev nlohmann-json3-dev libpcap-dev iproute2 util-linux)
-test=("${build[@]}" libgtest-dev libgmock-dev binutils valgrind nftables)
-all=("${test[@]}" clang-14 clang-tidy-14 clang-format-14 libclang-rt-14-dev llvm-14 python3 libbenchmark-dev doxygen abigail-tools)
-package=("${all[@]}" dpkg-dev lintian pkg-config file tshark help2man)
+usage() { echo "usage: scripts/prepare.sh build|test|all|package|consumer|dissector..." >&2; exit 2; }
 
-case "${1:-}" in
-  build) wanted=("${build[@]}") ;;
-  test) wanted=("${test[@]}") ;;
-  all) wanted=("${all[@]}") ;;
-  package) wanted=("${package[@]}") ;;
-  *) echo "usage: scripts/prepare.sh build|test|all|package" >&2; exit 2 ;;
-esac
+declare -A lists
+build="g++ cmake ninja-build libcli11-dev libfmt-dev libassimp-dev nlohmann-json3-dev libpcap-dev iproute2 util-linux"
+test="$build libgtest-dev libgmock-dev binutils valgrind nftables"
+lists[build]=$build # and to run, in a network of its own
+lists[test]=$test
+lists[all]="$test clang-14 clang-tidy-14 clang-format-14 libclang-rt-14-dev llvm-14 python3 libbenchmark-dev doxygen
+  abigail-tools"
+lists[package]="$build help2man dpkg-dev lintian file"
+lists[consumer]="g++ cmake make ninja-build pkg-config"
+lists[dissector]="$build tshark python3"
+
+[ $# -gt 0 ] || usage
+wanted=()
+for list in "$@"; do
+  [ -n "${lists[$list]:-}" ] || usage
+  read -rd '' -a packages <<<"${lists[$list]}" || true
+  wanted+=("${packages[@]}")
+done
 
 missing=()
-for package in "${wanted[@]}"; do
+for package in $(printf '%s\n' "${wanted[@]}" | sort -u); do
   status=$(dpkg-query -W -f '${Status}' "$package" 2>/dev/null || true)
   [ "$status" = "install ok installed" ] || missing+=("$package")
 done
@@ -28,7 +36,7 @@ if [ "$(id -u)" != 0 ]; then
   echo "  sudo apt-get update && sudo apt-get install ${missing[*]}" >&2
   exit 1
 fi
-echo "Installing: ${missing[*]}"
+echo "== installing: ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
 apt-get update -qq
 apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

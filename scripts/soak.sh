@@ -13,7 +13,8 @@ if ! [[ $minutes =~ ^[1-9][0-9]*$ ]]; then
   exit 2
 fi
 scripts/prepare.sh all
-cmake --preset "$preset" -DVELMAR_WERROR=ON -DVELMAR_BUILD_TESTS=ON >/dev/null
-cmake --build --preset "$preset" --target soak velmar -- --quiet
+scripts/build.sh "$preset" -DVELMAR_WERROR=ON -DVELMAR_BUILD_TOOL=ON -DVELMAR_BUILD_TESTS=ON -- soak velmar
+export TMPDIR=$PWD/build/$preset/soak # for the server's log of what it sent
+mkdir -p "$TMPDIR"
 exec scripts/private-network.sh "build/$preset/tests/soak" "build/$preset/tools/velmar/velmar" "$minutes" \
   "${SOAK_SEED:-1}"

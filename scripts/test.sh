@@ -16,9 +16,7 @@ esac
 jobs=$(nproc)
 
 build() { # build PRESET [OPTION...]
-  echo "== build: $1"
-  cmake --preset "$1" -DVELMAR_WERROR=ON -DVELMAR_BUILD_TESTS=ON "${@:2}" >/dev/null
-  cmake --build --preset "$1" -- --quiet
+  scripts/build.sh "$1" -DVELMAR_WERROR=ON -DVELMAR_BUILD_TOOL=ON -DVELMAR_BUILD_TESTS=ON "${@:2}"
 }
 
 run() { # run PRESET
@@ -35,9 +33,9 @@ if [ -n "$all" ]; then
   echo "== binary interface"
   scripts/abi.sh
   build fuzz -DVELMAR_BUILD_BENCH=ON
-  echo "== lint"
+  echo "== lint: $(git ls-files '*.cpp' | wc -l) files"
   git ls-files '*.cpp' | xargs -P "$jobs" -n 4 clang-tidy-14 -p build/fuzz --quiet 2>/dev/null
-  echo "== fuzzers"
+  echo "== fuzzers: half a minute each"
   scripts/fuzz.sh 30
   echo "== coverage"
   scripts/coverage.sh
@@ -47,7 +45,7 @@ if [ -n "$all" ]; then
   run tsan
   build release -DVELMAR_BUILD_BENCH=ON
   run release
-  echo "== soak"
+  echo "== soak: two minutes"
   scripts/soak.sh 2
 else
   scripts/prepare.sh test

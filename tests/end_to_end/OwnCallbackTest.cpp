@@ -24,6 +24,8 @@ void SeeLine(int /*level*/, char* text) {
     onLine();
 }
 
+} // namespace
+
 struct OwnCallbackTest : ClientTest {
     OwnCallbackTest() { mistakes = 0; }
     ~OwnCallbackTest() override { Application::CAppCallBack::SetLogMessageCB(nullptr); }
@@ -41,8 +43,6 @@ struct OwnCallbackTest : ClientTest {
     // Resolving a name writes a line before it succeeds.
     char byName[10] = "localhost";
 };
-
-} // namespace
 
 TEST_F(OwnCallbackTest, AQueryWhoseLineShutsItsClientDownComesBackAndTheClientEndsLater) {
     ClientCore core(0);

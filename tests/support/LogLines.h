@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <mutex>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -38,12 +37,7 @@ public:
     }
 
     // The texts without the house prefix, the line number and the newline: "Failed.", "Failed:5 syserr:9 ...".
-    std::vector<std::string> Words() const {
-        static const std::regex prefix(R"(^\[TarvoSDKClient\] (SocketFacade )?(Close )?\d+ ?|\n$)");
-        std::vector<std::string> words;
-        for (const Line& line : Lines()) words.push_back(std::regex_replace(line.text, prefix, "$2"));
-        return words;
-    }
+    std::vector<std::string> Words() const;
 
     // How many lines contain this text.
     std::ptrdiff_t Count(const std::string& part) const {

@@ -1,0 +1,42 @@
+# Which parts are built besides the library: those that are asked for, and those whose packages are there.
+list(APPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR})
+
+# Sets VELMAR_WITH_<part> from VELMAR_BUILD_<part>: ON needs every package, AUTO says which ones are missing. The
+# packages are triples of the name for find_package, the target that has to come with it, and its name in Debian.
+function(velmar_decide part default)
+  string(TOLOWER ${part} what)
+  set(VELMAR_BUILD_${part} ${default} CACHE STRING "Build the ${what}: ON, OFF, or AUTO (when its packages are there)")
+  set(wanted ${VELMAR_BUILD_${part}})
+  set(missing "")
+  while(wanted AND ARGN)
+    list(POP_FRONT ARGN package target debian)
+    find_package(${package} QUIET)
+    if(NOT TARGET ${target})
+      list(APPEND missing ${debian})
+    endif()
+  endwhile()
+  list(JOIN missing ", " missing)
+  if(missing AND NOT wanted STREQUAL "AUTO")
+    message(FATAL_ERROR "VELMAR_BUILD_${part}=${wanted} needs what is missing here (Debian's names): ${missing}")
+  elseif(missing)
+    message(STATUS "The ${what} will not be built, these packages are missing (Debian's names): ${missing}")
+    set(wanted OFF)
+  endif()
+  set(VELMAR_WITH_${part} ${wanted} PARENT_SCOPE)
+endfunction()
+
+velmar_decide(TOOL AUTO
+  CLI11 CLI11::CLI11 libcli11-dev
+  fmt fmt::fmt libfmt-dev
+  assimp assimp::assimp libassimp-dev
+  nlohmann_json nlohmann_json::nlohmann_json nlohmann-json3-dev
+  PCAP PCAP::pcap libpcap-dev)
+# Without the tool, those that do not need it.
+velmar_decide(TESTS AUTO
+  GTest GTest::gtest_main libgtest-dev
+  GTest GTest::gmock libgmock-dev)
+velmar_decide(BENCH OFF
+  benchmark benchmark::benchmark libbenchmark-dev)
+if(VELMAR_WITH_BENCH AND NOT VELMAR_WITH_TOOL)
+  message(FATAL_ERROR "VELMAR_BUILD_BENCH=${VELMAR_BUILD_BENCH} needs the tool")
+endif()
