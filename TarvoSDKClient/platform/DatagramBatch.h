@@ -38,11 +38,8 @@ public:
 private:
     friend class CSocketFacade;
 
-    // A call costs most of a small datagram, so few slots save most of it; more would push each other's datagrams,
-    // and what they are joined and decoded into, out of the first-level cache.
-    // A call costs most of a small datagram, so a few slots save most of it; more would push each other's
-    // datagrams, and what they are joined and decoded into, out of the first-level cache.
-    static constexpr unsigned int kSlots = 16;
+    // Where a call is dear, more save more. They cost nothing while few datagrams wait: the front ones are used.
+    static constexpr unsigned int kSlots = 32;
     static constexpr unsigned int kUsualSize = 1536;    // the protocol's datagrams have 1478 bytes at most
     static constexpr unsigned int kLargestSize = 65536; // a datagram has 65,507
 
