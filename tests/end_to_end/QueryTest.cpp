@@ -63,9 +63,12 @@ TEST_F(QueryTest, DescriptionsThatTheReplyDoesNotHoldAreNone) {
     for (const auto& [what, body] : rows) {
         SCOPED_TRACE(what);
         sDataDescriptions storage;
-        list = &storage;
-        EXPECT_EQ(Answer([&] { return GetDataDescriptions(client, &list); }, 101, 101, body), 0);
-        EXPECT_EQ(list, nullptr);
+        const Bytes image = Body().U16(0, 0).U32(300000).Put(body).bytes; // states more than it brings
+        for (const auto& [type, reply] : {std::pair{101, body}, {105, image}}) {
+            list = &storage;
+            EXPECT_EQ(Answer([&] { return GetDataDescriptions(client, &list); }, 101, type, reply), 0);
+            EXPECT_EQ(list, nullptr) << type;
+        }
         EXPECT_EQ(Answer([&] { return GetDataDescriptionsEx(client, &storage, &list); }, 101, 101, body), 2);
     }
 }

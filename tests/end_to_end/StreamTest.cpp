@@ -81,6 +81,20 @@ TEST_F(StreamTest, TheQueueKeepsTheNewest32Frames) {
     EXPECT_TRUE(unread.front() == 9 && unread.back() == 40 && std::ranges::is_sorted(unread));
 }
 
+// More than the system keeps for a socket that asks for nothing, and less than the smallest that it can be given.
+TEST_F(StreamTest, ABurstWaitsInTheSocketForASlowCallback) {
+    static std::promise<void> goOn;
+    ASSERT_EQ(Start(client), 0);
+    const auto see = [](sFrameOfMocapData* frame, void*) {
+        if (frame->frameNumber == 0) goOn.get_future().wait_for(kPatience);
+        events.Add(std::to_string(frame->frameNumber));
+    };
+    SetDataCallback(client, see, nullptr);
+    for (int number = 0; number < 400; ++number) server.Multicast(FrameBody(number));
+    goOn.set_value();
+    EXPECT_EQ(events.Take(400).size(), 400U);
+}
+
 TEST_F(StreamTest, ClientsShareQueueAndCallbacksButNotUserData) {
     void* other = nullptr;
     CreateClient(&other);
@@ -102,6 +116,8 @@ TEST_F(StreamTest, ClientsShareQueueAndCallbacksButNotUserData) {
     SetDataCallback(client, SeeFrame, one);
     server.Multicast(FrameBody(8));
     EXPECT_EQ(events.Take(1), Texts{"one 8"});
+    server.Reply(asked, 103, FrameBody(9));
+    EXPECT_EQ(events.Take(1), Texts{"one 9"}) << "to the client alone";
 }
 
 TEST_F(StreamTest, ForcePlatesComeBeforeTheirFrameAndTakeTheirChannels) {
@@ -115,6 +131,8 @@ TEST_F(StreamTest, ForcePlatesComeBeforeTheirFrameAndTakeTheirChannels) {
     server.Multicast(FrameBody(2, {1, 2, 3, 4, 5, 6, 7, 8}));
     server.Multicast(FrameBody(3, {2, 4, 7, 4, 5, 6, 9}));
     EXPECT_EQ(events.Take(4), (Texts{"two 2 0 0 0 10 20 30 0", "one 2 7 8", "two 3 1 2 4 10 20 30 0", "one 3 9"}));
+    server.Reply(asked, 103, FrameBody(4, {1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(events.Take(2), (Texts{"two 4 0 0 0 10 20 30 0", "one 4"})) << "to the client alone";
     EXPECT_EQ(Answer(init, 101, 101, Body().U32(201).Fill(9000).bytes), 1) << "too many to be used";
 }
 

@@ -131,10 +131,11 @@ struct Request {
 
 class ScriptedServer {
 public:
-    explicit ScriptedServer(int port = 5230) : m_socket(socket(AF_INET, SOCK_DGRAM, 0)) {
+    explicit ScriptedServer(int port = 5230, const char* host = "127.0.0.1")
+        : m_socket(socket(AF_INET, SOCK_DGRAM, 0)) {
         const timeval patience{kPatience.count(), 0};
         setsockopt(m_socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-        sockaddr_in address = Address("127.0.0.1", port);
+        sockaddr_in address = Address(host, port);
         socklen_t size = sizeof address;
         EXPECT_EQ(bind(m_socket, Generic(address), size), 0) << "port " << port;
         getsockname(m_socket, Generic(address), &size);

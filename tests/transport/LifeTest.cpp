@@ -1,4 +1,6 @@
 // Starting, stopping and sending of an endpoint.
+#include <thread>
+
 #include "Endpoint.h"
 
 struct LifeTest : EndpointTest {};
@@ -45,7 +47,7 @@ TEST_F(LifeTest, TheFirstValidSenderBecomesThePeer) {
     ASSERT_EQ(endpoint.Start("not looked at", port), 0);
     EXPECT_EQ(Start(), 1) << "already running";
     const sockaddr_in client = ScriptedServer::Address("127.0.0.1", port);
-    ScriptedServer invalid(0);
+    ScriptedServer invalid(0, "127.0.0.2");
     ScriptedServer late(0);
     for (const unsigned int size : {0U, 15U, 16U}) invalid.Send(client, Bytes(size));
     for (ScriptedServer* const sender : {&server, &late}) sender->SendMessage(client, Cut(103, 0, FrameBody(1)));
@@ -59,6 +61,27 @@ TEST_F(LifeTest, TheFirstValidSenderBecomesThePeer) {
     EXPECT_EQ(endpoint.Call(nullptr, 0, nullptr, 60000), 1);
     EXPECT_EQ(log.Words(), Texts{"Failed."}) << "of the request; a stopped endpoint drops a message silently";
     EXPECT_TRUE(server.IsQuiet() && invalid.IsQuiet() && late.IsQuiet());
+}
+
+// What an application keeps for each thread is given back on the receive thread, as its very last act.
+TEST_F(LifeTest, AStopIsOverWhenItsThreadIs) {
+    static std::atomic<bool> givenBack{false};
+    struct Kept {
+        ~Kept() {
+            std::this_thread::sleep_for(std::chrono::milliseconds(100)); // what it does there takes its time
+            givenBack = true;
+        }
+    };
+    CAppCallBack::SetStreamFunc([](sFrameOfMocapData* frame, void*) {
+        const thread_local Kept kept;
+        frames.Add(frame->frameNumber);
+    });
+    ASSERT_EQ(Start(), 0);
+    endpoint.Send(8, nullptr, 0, 0);
+    server.Reply(server.ExpectRequest(8), 103, FrameBody(1));
+    EXPECT_EQ(frames.Take(1), std::vector<int>{1});
+    EXPECT_EQ(endpoint.Stop(), 0);
+    EXPECT_TRUE(givenBack);
 }
 
 TEST_F(LifeTest, AFailedStartReportsAndLeavesTheEndpointStopped) {

@@ -1,5 +1,9 @@
 // Requests and their replies.
+#include <sys/mman.h>
+
+#include <csignal>
 #include <cstring>
+#include <thread>
 
 #include "Endpoint.h"
 
@@ -113,10 +117,45 @@ TEST_F(RequestTest, OnlyItsOwnReplyCompletesARequest) {
     ExpectNoneWaiting();
 }
 
+// The thread that fills the record is held at its first byte, for longer than the request waits.
+TEST_F(RequestTest, NoRequestIsOverWhileItsRecordIsBeingFilled) {
+    static std::atomic<bool> over{false};
+    static bool early = false;
+    static void* const memory = mmap(nullptr, sizeof(sPacket), PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    struct sigaction former {
+    }, hold{};
+    hold.sa_flags = static_cast<int>(SA_RESETHAND);
+    hold.sa_handler = [](int) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(600);
+        while (!over && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+        early = over;
+        mprotect(memory, sizeof(sPacket), PROT_READ | PROT_WRITE);
+    };
+    sigaction(SIGSEGV, &hold, &former);
+    auto* const record = static_cast<sPacket*>(memory);
+    auto call = InBackground([&] {
+        const int result = endpoint.Call(102, nullptr, 0, record, 300);
+        over = true;
+        return result;
+    });
+    Deliver(endpoint, Cut(104, server.ExpectRequest(102).sequence, Text("yes")));
+    sigaction(SIGSEGV, &former, nullptr);
+    EXPECT_FALSE(early);
+    EXPECT_EQ(call.get(), 0);
+    EXPECT_EQ(record->type, 104);
+    munmap(memory, sizeof(sPacket));
+}
+
 // NOLINTBEGIN(concurrency-mt-unsafe): the application's generator is the one that is not safe
 TEST_F(RequestTest, ARequestWithoutAnAnswerFailsInTimeAndLeavesNothing) {
     std::srand(20240607);
     const int random = std::rand();
+    const std::jthread waker([this](const std::stop_token& over) { // whom the sixth second stops, if nobody else
+        for (int i = 0; i < 600 && !over.stop_requested(); ++i) {
+            Events(endpoint).signal();
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    });
     for (const unsigned int timeoutMs : {60U, 1U, 0U, 0x80000000U}) {
         SCOPED_TRACE(timeoutMs);
         const bool waits = timeoutMs - 1 < 1000;
