@@ -53,7 +53,8 @@ TEST_F(ArgumentsTest, PortsGroupsAndTextsAtTheirExtremesEndWell) {
     }
     for (const auto& [attempts, timeoutMs] : {std::pair{0, 1}, {-1, 1}, {1, 0}, {2, INT_MIN}})
         EXPECT_EQ(core.SendMessageAndWait(host, attempts, timeoutMs, &reply, &length), 1);
-    EXPECT_TRUE(reply == nullptr && length == -1);
+    EXPECT_EQ(reply, nullptr);
+    EXPECT_EQ(length, -1);
 }
 
 namespace {
@@ -89,7 +90,8 @@ TEST_F(ArgumentsTest, ACallbackMayCopyAskAndDestroyAnotherClientAndReplaceItself
     server.Multicast(FrameBody(2, {}, 3));
     server.Reply(server.ExpectRequest(102), 102, Bytes(525, 8));
     EXPECT_EQ(results.Take(4), (std::vector<int>{0, 0, 0, 0}));
-    EXPECT_TRUE(kept.frameNumber == 2 && kept.otherMarkers[2].x == 2.0F);
+    EXPECT_EQ(kept.frameNumber, 2);
+    EXPECT_EQ(kept.otherMarkers[2].x, 2.0F);
     EXPECT_EQ(Quorin_FreeFrame(&kept), 0);
     server.Multicast(FrameBody(3));
     EXPECT_EQ(results.Take(1), std::vector<int>{3});

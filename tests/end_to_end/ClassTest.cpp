@@ -32,8 +32,10 @@ TEST_F(ClassTest, TheClassServesAsTheFunctionsDo) {
     EXPECT_EQ(object.Uninitialize(), 0);
     sFrameOfMocapData* const frame = object.GetLastFrameOfMocapData();
     static sFrameOfMocapData copy;
-    ASSERT_TRUE(frame != nullptr && object.TarvoCopyFrame(frame, &copy) == 0);
-    EXPECT_TRUE(object.TarvoFreeFrame(frame) == 0 && copy.otherMarkers[1].x == 1.0F);
+    ASSERT_NE(frame, nullptr);
+    ASSERT_EQ(object.TarvoCopyFrame(frame, &copy), 0);
+    EXPECT_EQ(object.TarvoFreeFrame(frame), 0);
+    EXPECT_EQ(copy.otherMarkers[1].x, 1.0F);
     EXPECT_EQ(object.TarvoFreeFrame(&copy) + object.FreeDataDescriptions(nullptr), 2);
 }
 
@@ -78,6 +80,8 @@ TEST_F(ClassTest, TheStreamComesFromTheGroupThatIsSet) {
         server.ExpectRequest(106);
         server.SendMessage(ScriptedServer::Address(group, 5231), Cut(103, 0, FrameBody(6)));
         EXPECT_EQ(frames.Take(1), std::vector<int>{6});
-        EXPECT_TRUE(core.IsSDKSupport() && core.Uninitialize() == 0 && !core.IsSDKSupport());
+        EXPECT_TRUE(core.IsSDKSupport());
+        EXPECT_EQ(core.Uninitialize(), 0);
+        EXPECT_FALSE(core.IsSDKSupport());
     }
 }

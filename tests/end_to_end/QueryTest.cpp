@@ -1,4 +1,5 @@
 // What a client asks of the server.
+#include <array>
 #include <cstring>
 #include <set>
 
@@ -35,12 +36,13 @@ TEST_F(QueryTest, DescriptionsOfEveryTypeAreWhatTheServerLaidOut) {
     const auto& group = *static_cast<const sPointGroupInfo*>(list->descriptions[5].data);
     EXPECT_EQ((Texts{set.name, set.markerNames[0], set.markerNames[1], skeleton.name, group.name}),
               (Texts{"set", "m1", "m2", "skeleton", "group"}));
-    EXPECT_TRUE(set.markerCount == 2 && bone.words[0] == 0x11111111 && bone.words[72] == 0x11111111);
-    EXPECT_TRUE(skeleton.id == 77 && skeleton.rigidBodyCount == 2);
-    EXPECT_EQ(skeleton.rigidBodies[0].words[0] + skeleton.rigidBodies[1].words[72], 0x22222222U + 0x33333333U);
-    EXPECT_TRUE(plate.scaleFactor == -1 && plate.channelLayout == 4);
+    EXPECT_EQ((std::array{set.markerCount, skeleton.id, skeleton.rigidBodyCount, plate.scaleFactor,
+                          plate.channelLayout, group.pointCount}),
+              (std::array{2, 77, 2, -1, 4, 2}));
+    EXPECT_EQ((std::array{bone.words[0], bone.words[72], skeleton.rigidBodies[0].words[0],
+                          skeleton.rigidBodies[1].words[72], group.points[0].words[0], group.points[1].words[2]}),
+              (std::array{0x11111111U, 0x11111111U, 0x22222222U, 0x33333333U, 1U, 6U}));
     EXPECT_EQ(std::memcmp(list->descriptions[4].data, Plate().data(), 8584), 0);
-    EXPECT_TRUE(group.pointCount == 2 && group.points[0].words[0] == 1 && group.points[1].words[2] == 6);
     EXPECT_EQ(FreeDataDescriptions(client, list), 0);
 
     sDataDescriptions storage;
@@ -86,7 +88,8 @@ TEST_F(QueryTest, QueriesAtOnceGetAnAnswerEachOrEndWithTheSession) {
         std::vector<Request> requests(8);
         for (Request& request : requests) {
             request = server.ExpectRequest(101);
-            EXPECT_TRUE(request.sequence % 2 == 0 && numbers.insert(request.sequence).second);
+            EXPECT_EQ(request.sequence % 2, 0U);
+            EXPECT_TRUE(numbers.insert(request.sequence).second) << request.sequence;
         }
         for (std::size_t i = 0; answered && i < 8; ++i)
             server.Reply(requests[7 - i], 7, Body().U32(1, 9 + i).bytes);
@@ -109,7 +112,8 @@ TEST_F(QueryTest, ForcePlateInitAsksAgainWithinItsLimitButAlwaysOnce) {
     Request again;
     EXPECT_GT(TimeOf([&] { again = server.ExpectRequest(101); }), 4500);
     server.Reply(again, 101, Body().U32(0).bytes);
-    EXPECT_TRUE(limited.get() == 1 && unlimited.get() == 0 && server.IsQuiet());
+    EXPECT_EQ(std::pair(limited.get(), unlimited.get()), std::pair(1, 0));
+    EXPECT_TRUE(server.IsQuiet());
 }
 
 TEST_F(QueryTest, TextsAreExchangedWithTheServer) {
@@ -118,7 +122,7 @@ TEST_F(QueryTest, TextsAreExchangedWithTheServer) {
     server.ExpectRequest(106);
     char text[] = "hi";
     const Bytes message{0x51, 0xF9, 0, 0, 3, 0, 0, 0, 8, 0, 3, 0, 0, 0, 0, 0, 'h', 'i', 0};
-    EXPECT_TRUE(core.SendMessage(text) == 0 && core.SendMessage1(text) == 0);
+    EXPECT_EQ(std::pair(core.SendMessage(text), core.SendMessage1(text)), std::pair(0, 0));
     for (int i = 0; i < 2; ++i) EXPECT_EQ(server.ExpectRequest(8).wire, message);
 
     void* reply = nullptr;
@@ -140,5 +144,7 @@ TEST_F(QueryTest, TextsAreExchangedWithTheServer) {
     EXPECT_EQ(answered(), "second");
     const void* const record = reply;
     EXPECT_EQ(Answer(request, 2, 104, Text("next")), 0);
-    EXPECT_TRUE(answered() == "next" && reply == record && server.IsQuiet()) << "in the same record";
+    EXPECT_EQ(answered(), "next");
+    EXPECT_EQ(reply, record);
+    EXPECT_TRUE(server.IsQuiet());
 }

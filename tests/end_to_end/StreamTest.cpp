@@ -1,5 +1,6 @@
 // The frame stream from the group to the callbacks and the queue.
 #include <cmath>
+#include <numeric>
 
 #include "Client.h"
 #include "client/ForcePlateStatics.h"
@@ -47,14 +48,16 @@ TEST_F(StreamTest, AStartSendsTheVersionJoinsTheStreamAndGreets) {
     Body record;
     record.U8(0x51, 0xF9, 0, 0, 9, 1, 0, 0, 0, 0, 9, 1).U32(version.sequence).Fill(260).U8(2, 5, 28, 75, 0);
     EXPECT_EQ(version.wire, record.bytes);
-    EXPECT_TRUE(version.sequence != 0 && version.sequence % 2 == 0);
+    EXPECT_NE(version.sequence, 0U);
+    EXPECT_EQ(version.sequence % 2, 0U);
     server.Reply(version, 1, kAccepted);
     const Bytes greeting{0x51, 0xF9, 0, 0, 6, 0, 0, 0, 106, 0, 6, 0, 0, 0, 0, 0, 's', 'a', 'y', 'h', 'i', 0};
     EXPECT_EQ(server.ExpectRequest(106).wire, greeting);
     server.Multicast(FrameBody(3));
     EXPECT_EQ(events.Take(1), Texts{"one 3"});
     EXPECT_EQ(starting.get(), 0);
-    EXPECT_TRUE(Initialize(client, host) == 1 && server.IsQuiet()) << "runs already";
+    EXPECT_EQ(Initialize(client, host), 1) << "runs already";
+    EXPECT_TRUE(server.IsQuiet());
 }
 
 TEST_F(StreamTest, FramesReachTheCallbackBeforeTheQueueInTheSameOrder) {
@@ -77,8 +80,9 @@ TEST_F(StreamTest, TheQueueKeepsTheNewest32Frames) {
     EXPECT_EQ(events.Take(40).size(), 40U);
     EXPECT_EQ(Uninitialize(client), 0);
     const std::vector<int> unread = Unread(client);
-    ASSERT_EQ(unread.size(), 32U);
-    EXPECT_TRUE(unread.front() == 9 && unread.back() == 40 && std::ranges::is_sorted(unread));
+    std::vector<int> newest(32);
+    std::iota(newest.begin(), newest.end(), 9);
+    EXPECT_EQ(unread, newest);
 }
 
 // More than the system keeps for a socket that asks for nothing, and less than the smallest that it can be given.
@@ -100,7 +104,8 @@ TEST_F(StreamTest, ClientsShareQueueAndCallbacksButNotUserData) {
     CreateClient(&other);
     SetDataCallback(client, nullptr, one);
     SetDataCallback(other, SeeFrame, two);
-    ASSERT_TRUE(Start(client) == 0 && Start(other) == 0);
+    ASSERT_EQ(Start(client), 0);
+    ASSERT_EQ(Start(other), 0);
     server.Multicast(FrameBody(5));
     Texts seen = events.Take(2);
     std::ranges::sort(seen);

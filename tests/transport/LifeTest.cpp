@@ -55,12 +55,12 @@ TEST_F(LifeTest, TheFirstValidSenderBecomesThePeer) {
     EXPECT_EQ(log.Words(), (Texts{"Failed.", "15.", "0."}));
     endpoint.Send(8, nullptr, 0, 2);
     EXPECT_EQ(server.ExpectRequest(8).sequence, 2U);
-    EXPECT_TRUE(endpoint.Stop() == 0 && endpoint.Stop() == 0);
+    EXPECT_EQ(std::pair(endpoint.Stop(), endpoint.Stop()), std::pair(0, 0));
     log.Clear();
     EXPECT_EQ(endpoint.Send(8, nullptr, 0, 2), 0);
     EXPECT_EQ(endpoint.Call(nullptr, 0, nullptr, 60000), 1);
     EXPECT_EQ(log.Words(), Texts{"Failed."}) << "of the request; a stopped endpoint drops a message silently";
-    EXPECT_TRUE(server.IsQuiet() && invalid.IsQuiet() && late.IsQuiet());
+    for (const ScriptedServer* const heard : {&server, &invalid, &late}) EXPECT_TRUE(heard->IsQuiet());
 }
 
 // What an application keeps for each thread is given back on the receive thread, as its very last act.
