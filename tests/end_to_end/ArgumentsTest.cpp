@@ -99,6 +99,7 @@ TEST_F(ArgumentsTest, ACallbackMayCopyAskAndDestroyAnotherClientAndReplaceItself
 
 // It goes on until its callback is over, and a later start completes the end.
 TEST_F(ArgumentsTest, AClientThatIsShutDownInItsOwnCallbackSaysSoAndDoesNotHang) {
+    alarm(kPatience.count()); // ends the process if it does hang
     const auto end = [](sFrameOfMocapData*, void* self) { results.Add(Uninitialize(self)); };
     for (int session = 0; session < 3; ++session) {
         ASSERT_EQ(Start(client) + SetDataCallback(client, end, client), 0);

@@ -84,8 +84,7 @@ TEST_F(AppDataModel, TruncatedFramesLeaveNothingAfterTheCut) {
     using Row = std::pair<std::size_t, std::size_t>; // with fewer bytes everything from a member on is zero
     for (std::size_t size = 0; size < kFrame.size(); ++size) {
         const DecodedFrame decoded({kFrame.data(), size});
-        EXPECT_TRUE(decoded.Refused()) << size;
-        ASSERT_NE(decoded.record, nullptr) << size;
+        ASSERT_EQ(decoded.RefusedAndEmpty(), std::pair(true, false)) << size;
         for (const auto& [needed, member] :
              {Row{4, MEMBER(frameNumber)}, Row{280, MEMBER(markerSets[1])}, Row{544, MEMBER(otherMarkerCount)},
               Row{560, MEMBER(rigidBodyCount)}, Row{620, MEMBER(rigidBodies[0].residual)},
@@ -162,8 +161,7 @@ TEST_F(FrameCopy, RunningOutOfMemoryLeavesWhatCanBeReleased) {
     const DecodedFrame whole(kFrame);
     for (int n = 0; n < 10; ++n) { // the record, and an array of each list with elements
         const DecodedFrame decoded(kFrame, n);
-        EXPECT_TRUE(decoded.Refused()) << n;
-        EXPECT_EQ(decoded.record == nullptr, n == 0) << n;
+        EXPECT_EQ(decoded.RefusedAndEmpty(), std::pair(true, n == 0)) << n;
         Heap::untilFailure = n < 9 ? n : -1;
         EXPECT_EQ(Quorin_CopyFrame(whole.record, &copy), n < 9 ? 2 : 0);
         EXPECT_TRUE(n == 9 || ZeroFrom(copy, 0)) << n;
@@ -217,14 +215,12 @@ TEST_F(AppDataModel, ListCountsBeyondTheirBoundsOrTheBytesAreRefused) {
                               "01000000 02000000 z260 FFFFFFFF z292", "01000000 04000000 FFFFFFFF z268",
                               "01000000 00000000 01000001 z512", "01000000 04000000 56555515 z268"}) {
         const DecodedList decoded(Bytes{words});
-        EXPECT_TRUE(decoded.Refused()) << words;
-        EXPECT_EQ(decoded.record, nullptr) << words;
+        EXPECT_EQ(decoded.RefusedAndEmpty(), std::pair(true, true)) << words;
         EXPECT_LT(decoded.taken, 100000) << words;
     }
     for (std::size_t size = 0; size < kList.size(); ++size) {
         const DecodedList decoded({kList.data(), size});
-        ASSERT_TRUE(decoded.Refused()) << size;
-        ASSERT_EQ(decoded.record, nullptr) << size;
+        ASSERT_EQ(decoded.RefusedAndEmpty(), std::pair(true, true)) << size;
     }
 }
 

@@ -109,11 +109,9 @@ TEST_F(Sockets, DatagramsAndBroadcastsArriveWithTheirSender) {
 TEST_F(Sockets, MulticastReachesTheMembersThroughEveryInterface) {
     const unsigned int links[] = {inet_addr(kHost), inet_addr(kNowhere), inet_addr(kHost)};
     int members[3];
-    const int foreign = Keep(::socket(AF_INET, SOCK_DGRAM, 0)); // of a program that shares its port as most do
+    const int foreign = Bound(kUdp); // of a program that shares its port as most do
     const int one = 1;
     setsockopt(foreign, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
-    const sockaddr_in anywhere{AF_INET, 0, {}, {}};
-    ASSERT_EQ(::bind(foreign, reinterpret_cast<const sockaddr*>(&anywhere), sizeof anywhere), 0);
     const unsigned int at = PortOf(foreign);
     EXPECT_EQ(said(Multicast(members[0], nullptr, kGroup, at, true)), "0");
     EXPECT_EQ(said(Multicast(members[1], nullptr, 0, kGroup, at, true)), "0");

@@ -9,10 +9,8 @@ struct InboundTest : EndpointTest {};
 // By index, the four fragments of frame 7, and other datagrams that may come between them.
 static std::vector<Datagram> Pick(const std::vector<std::size_t>& order) {
     std::vector<Datagram> pool = Cut(103, 0, FrameBody(7, {}, 400));
-    pool.insert(pool.end(), {{103, 0, 50, 0, kFrame},
-                             {200, 0, 0, 0, {}},
-                             {103, 0, 50, 0, kFrame, 50, 0x51F9},
-                             {103, 0, 51, 4, kFrame}});
+    pool.insert(pool.end(), {{103, 0, 50, 0, kFrame}, {200, 0, 0, 0, {}}});
+    pool.insert(pool.end(), {{103, 0, 50, 0, kFrame, 50, 0x51F9}, {103, 0, 51, 4, kFrame}});
     std::vector<Datagram> picked;
     for (const std::size_t index : order) picked.insert(picked.end(), pool[index]);
     return picked;

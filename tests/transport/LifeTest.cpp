@@ -1,6 +1,4 @@
 // Starting, stopping and sending of an endpoint.
-#include <thread>
-
 #include "Endpoint.h"
 
 struct LifeTest : EndpointTest {};
@@ -66,14 +64,9 @@ TEST_F(LifeTest, TheFirstValidSenderBecomesThePeer) {
 // What an application keeps for each thread is given back on the receive thread, as its very last act.
 TEST_F(LifeTest, AStopIsOverWhenItsThreadIs) {
     static std::atomic<bool> givenBack{false};
-    struct Kept {
-        ~Kept() {
-            std::this_thread::sleep_for(std::chrono::milliseconds(100)); // what it does there takes its time
-            givenBack = true;
-        }
-    };
     CAppCallBack::SetStreamFunc([](sFrameOfMocapData* frame, void*) {
-        const thread_local Kept kept;
+        const auto giveBack = [](void*) { givenBack = usleep(100000) == 0; }; // and that takes its time
+        const thread_local std::shared_ptr<void> kept(&givenBack, giveBack);
         frames.Add(frame->frameNumber);
     });
     ASSERT_EQ(Start(), 0);

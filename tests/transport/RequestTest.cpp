@@ -38,8 +38,8 @@ struct RequestTest : EndpointTest {
     void SetUp() override { ASSERT_EQ(Start(), 0); }
 
     // A request that waits for its reply.
-    std::future<int> Ask(CCommandServer& from, sPacket* reply) {
-        return InBackground([&from, reply] { return from.Call(102, nullptr, 0, reply, 60000); });
+    std::future<int> Ask(CCommandServer& from, sPacket* reply, unsigned int timeoutMs = 60000) {
+        return InBackground([&from, reply, timeoutMs] { return from.Call(102, nullptr, 0, reply, timeoutMs); });
     }
 
     void ExpectNoneWaiting() TARVO_NO_THREAD_SAFETY { // when nobody else uses the table
@@ -119,42 +119,28 @@ TEST_F(RequestTest, OnlyItsOwnReplyCompletesARequest) {
 
 // The thread that fills the record is held at its first byte, for longer than the request waits.
 TEST_F(RequestTest, NoRequestIsOverWhileItsRecordIsBeingFilled) {
-    static std::atomic<bool> over{false};
-    static bool early = false;
-    static void* const memory = mmap(nullptr, sizeof(sPacket), PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    struct sigaction former {
-    }, hold{};
+    static std::future<int> call;
+    static bool early = true;
+    static void* const record = mmap(nullptr, sizeof(sPacket), PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    struct sigaction hold {};
     hold.sa_flags = static_cast<int>(SA_RESETHAND);
     hold.sa_handler = [](int) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(600);
-        while (!over && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
-        early = over;
-        mprotect(memory, sizeof(sPacket), PROT_READ | PROT_WRITE);
+        early = call.wait_for(std::chrono::milliseconds(600)) == std::future_status::ready;
+        mprotect(record, sizeof(sPacket), PROT_READ | PROT_WRITE);
     };
-    sigaction(SIGSEGV, &hold, &former);
-    auto* const record = static_cast<sPacket*>(memory);
-    auto call = InBackground([&] {
-        const int result = endpoint.Call(102, nullptr, 0, record, 300);
-        over = true;
-        return result;
-    });
+    sigaction(SIGSEGV, &hold, nullptr);
+    call = Ask(endpoint, static_cast<sPacket*>(record), 300);
     Deliver(endpoint, Cut(104, server.ExpectRequest(102).sequence, Text("yes")));
-    sigaction(SIGSEGV, &former, nullptr);
     EXPECT_FALSE(early);
     EXPECT_EQ(call.get(), 0);
-    EXPECT_EQ(record->type, 104);
-    munmap(memory, sizeof(sPacket));
 }
 
 // NOLINTBEGIN(concurrency-mt-unsafe): the application's generator is the one that is not safe
 TEST_F(RequestTest, ARequestWithoutAnAnswerFailsInTimeAndLeavesNothing) {
     std::srand(20240607);
     const int random = std::rand();
-    const std::jthread waker([this](const std::stop_token& over) { // whom the sixth second stops, if nobody else
-        for (int i = 0; i < 600 && !over.stop_requested(); ++i) {
-            Events(endpoint).signal();
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
+    const std::jthread waker([this](const std::stop_token& over) { // for six seconds, if nobody stops it
+        for (int i = 0; i < 600 && !over.stop_requested(); usleep(10000), ++i) Events(endpoint).signal();
     });
     for (const unsigned int timeoutMs : {60U, 1U, 0U, 0x80000000U}) {
         SCOPED_TRACE(timeoutMs);
@@ -190,6 +176,7 @@ TEST_F(RequestTest, ARefusedRequestFailsWhenItNextWakes) {
 
 // Which of them are inside a request when the endpoint stops is left to chance.
 TEST_F(RequestTest, RequestsAndSendsMayMeetAStop) {
+    alarm(kPatience.count()); // ends the process if a stop waits for ever
     std::atomic<bool> over{false};
     const auto use = [&] {
         while (!over) {
