@@ -49,7 +49,7 @@ std::vector<std::string> Answers() {
 // What is left of the sum of 16-bit numbers by which IP and UDP are checked: nothing when all arrived as it was.
 std::size_t Unsound(const std::string& bytes, std::size_t sum = 0) {
     for (std::size_t i = 0; i < bytes.size(); ++i)
-        sum += static_cast<unsigned char>(bytes[i]) * (i % 2 == 0 ? 256U : 1U);
+        sum += static_cast<unsigned char>(bytes[i]) * (i % 2 == 0 ? 256UL : 1UL);
     return sum % 65535;
 }
 
