@@ -251,8 +251,9 @@ typedef struct sForcePlates {
  * @{ */
 
 /** One frame, on the receive thread. Frame and arrays are valid during the call. What the callback changes in the
- * frame, a reader of the queue finds. Only what the frame's counts cover is to be written: records are used again, and
- * are cleared as far as their frames have filled them, so what is written elsewhere may stand in a later frame. */
+ * frame, a reader of the queue finds. Only what the frame's counts cover is to be written: records are used again,
+ * and are cleared as far as their frames have filled them, so what is written elsewhere may stand in a later
+ * frame. */
 typedef void (*tFrameCallback)(sFrameOfMocapData* frame, void* userData);
 
 /** The plates of a frame, before that frame's own callback; valid during the call. */

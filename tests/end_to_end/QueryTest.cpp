@@ -2,6 +2,7 @@
 #include <cstring>
 #include <set>
 
+#include "AppDataModel.h"
 #include "Client.h"
 #include "client/ClientCore.h"
 
@@ -25,22 +26,10 @@ TEST_F(QueryTest, DescriptionsOfEveryTypeAreWhatTheServerLaidOut) {
     body.U32(2).Text("skeleton", 256).U32(77, 2).Fill(292, 0x22).Fill(292, 0x33).U32(3).Put(Plate());
     body.U32(4, 2).Text("group", 256).U32(1, 2, 3, 4, 5, 6);
     EXPECT_EQ(Answer([&] { return GetDataDescriptions(client, &list); }, 101, 101, body.bytes), 0);
-    std::vector<int> types;
-    for (int i = 0; i < list->descriptionCount; ++i) types.insert(types.end(), list->descriptions[i].type);
-    ASSERT_EQ(types, (std::vector<int>{0, 9, 1, 2, 3, 4}));
-    const auto& set = *static_cast<const sMarkerSetInfo*>(list->descriptions[0].data);
-    const auto& bone = *static_cast<const sRigidBodyInfo*>(list->descriptions[2].data);
-    const auto& skeleton = *static_cast<const sSkeletonInfo*>(list->descriptions[3].data);
-    const auto& plate = *static_cast<const sForcePlateInfo*>(list->descriptions[4].data);
-    const auto& group = *static_cast<const sPointGroupInfo*>(list->descriptions[5].data);
-    EXPECT_EQ((Texts{set.name, set.markerNames[0], set.markerNames[1], skeleton.name, group.name}),
-              (Texts{"set", "m1", "m2", "skeleton", "group"}));
-    EXPECT_TRUE(set.markerCount == 2 && bone.words[0] == 0x11111111 && bone.words[72] == 0x11111111);
-    EXPECT_TRUE(skeleton.id == 77 && skeleton.rigidBodyCount == 2);
-    EXPECT_EQ(skeleton.rigidBodies[0].words[0] + skeleton.rigidBodies[1].words[72], 0x22222222U + 0x33333333U);
-    EXPECT_TRUE(plate.scaleFactor == -1 && plate.channelLayout == 4);
-    EXPECT_EQ(std::memcmp(list->descriptions[4].data, Plate().data(), 8584), 0);
-    EXPECT_TRUE(group.pointCount == 2 && group.points[0].words[0] == 1 && group.points[1].words[2] == 6);
+    Bytes encoded(body.bytes.size());
+    int length = 0;
+    EXPECT_EQ(CAppDataModel().EncodeDescription(list, encoded.data(), length), 0);
+    EXPECT_EQ(encoded, body.bytes);
     EXPECT_EQ(FreeDataDescriptions(client, list), 0);
 
     sDataDescriptions storage;
@@ -69,9 +58,12 @@ TEST_F(QueryTest, DescriptionsThatTheReplyDoesNotHoldAreNone) {
     for (const auto& [what, body] : rows) {
         SCOPED_TRACE(what);
         sDataDescriptions storage;
-        list = &storage;
-        EXPECT_EQ(Answer([&] { return GetDataDescriptions(client, &list); }, 101, 101, body), 0);
-        EXPECT_EQ(list, nullptr);
+        const Bytes image = Body().U16(0, 0).U32(300000).Put(body).bytes; // states more than it brings
+        for (const auto& [type, reply] : {std::pair{101, body}, {105, image}}) {
+            list = &storage;
+            EXPECT_EQ(Answer([&] { return GetDataDescriptions(client, &list); }, 101, type, reply), 0);
+            EXPECT_EQ(list, nullptr) << type;
+        }
         EXPECT_EQ(Answer([&] { return GetDataDescriptionsEx(client, &storage, &list); }, 101, 101, body), 2);
     }
 }
@@ -89,7 +81,8 @@ TEST_F(QueryTest, QueriesAtOnceGetAnAnswerEachOrEndWithTheSession) {
         std::vector<Request> requests(8);
         for (Request& request : requests) {
             request = server.ExpectRequest(101);
-            EXPECT_TRUE(request.sequence % 2 == 0 && numbers.insert(request.sequence).second);
+            EXPECT_EQ(request.sequence % 2, 0U);
+            EXPECT_TRUE(numbers.insert(request.sequence).second) << request.sequence;
         }
         for (std::size_t i = 0; answered && i < 8; ++i)
             server.Reply(requests[7 - i], 7, Body().U32(1, 9 + i).bytes);
@@ -112,7 +105,8 @@ TEST_F(QueryTest, ForcePlateInitAsksAgainWithinItsLimitButAlwaysOnce) {
     Request again;
     EXPECT_GT(TimeOf([&] { again = server.ExpectRequest(101); }), 4500);
     server.Reply(again, 101, Body().U32(0).bytes);
-    EXPECT_TRUE(limited.get() == 1 && unlimited.get() == 0 && server.IsQuiet());
+    EXPECT_EQ(std::pair(limited.get(), unlimited.get()), std::pair(1, 0));
+    EXPECT_TRUE(server.IsQuiet());
 }
 
 TEST_F(QueryTest, TextsAreExchangedWithTheServer) {
@@ -121,7 +115,7 @@ TEST_F(QueryTest, TextsAreExchangedWithTheServer) {
     server.ExpectRequest(106);
     char text[] = "hi";
     const Bytes message{0x51, 0xF9, 0, 0, 3, 0, 0, 0, 8, 0, 3, 0, 0, 0, 0, 0, 'h', 'i', 0};
-    EXPECT_TRUE(core.SendMessage(text) == 0 && core.SendMessage1(text) == 0);
+    EXPECT_EQ(std::pair(core.SendMessage(text), core.SendMessage1(text)), std::pair(0, 0));
     for (int i = 0; i < 2; ++i) EXPECT_EQ(server.ExpectRequest(8).wire, message);
 
     void* reply = nullptr;
@@ -143,5 +137,7 @@ TEST_F(QueryTest, TextsAreExchangedWithTheServer) {
     EXPECT_EQ(answered(), "second");
     const void* const record = reply;
     EXPECT_EQ(Answer(request, 2, 104, Text("next")), 0);
-    EXPECT_TRUE(answered() == "next" && reply == record && server.IsQuiet()) << "in the same record";
+    EXPECT_EQ(answered(), "next");
+    EXPECT_EQ(reply, record);
+    EXPECT_TRUE(server.IsQuiet());
 }

@@ -41,20 +41,32 @@ void operator delete[](void* memory) noexcept { Give(memory); }
 void operator delete(void* memory, std::size_t) noexcept { Give(memory); }
 void operator delete[](void* memory, std::size_t) noexcept { Give(memory); }
 
+// What a socket cannot serve without, what it needs beside others on its port, and what only makes it better.
+static const char* KindOf(int level, int option) {
+    if (level == IPPROTO_IP && (option == IP_MULTICAST_IF || option == IP_ADD_MEMBERSHIP)) return "joining";
+    return level == SOL_SOCKET && option == SO_REUSEADDR ? "sharing" : "tuning";
+}
+// A text or a greeting, whose arrival nobody waits for, or a request.
+static const char* KindOf(const void* datagram) {
+    const int type = static_cast<const unsigned char*>(datagram)[8];
+    return type == 8 || type == 106 ? "message" : "request";
+}
+
 // The linker knows the system's call as __real_NAME and sends the program's calls to __wrap_NAME.
-#define STAND_IN(Type, Name, failure, parameters, arguments) \
-    Type Real_##Name parameters asm("__real_" #Name);        \
-    Type Wrap_##Name parameters asm("__wrap_" #Name);        \
-    Type Wrap_##Name parameters { return Strikes(#Name) ? (failure) : Real_##Name arguments; }
+#define STAND_IN(resource, Type, Name, failure, parameters, arguments) \
+    Type Real_##Name parameters asm("__real_" #Name);                  \
+    Type Wrap_##Name parameters asm("__wrap_" #Name);                  \
+    Type Wrap_##Name parameters { return Strikes(resource) ? (failure) : Real_##Name arguments; }
 using To = const sockaddr*;
-STAND_IN(int, pthread_create, EAGAIN, (pthread_t * t, const pthread_attr_t* a, void* (*w)(void*), void* p),
-         (t, a, w, p))
-STAND_IN(int, pthread_mutex_init, ENOMEM, (pthread_mutex_t * m, const pthread_mutexattr_t* a), (m, a))
-STAND_IN(int, pthread_cond_init, ENOMEM, (pthread_cond_t * c, const pthread_condattr_t* a), (c, a))
-STAND_IN(int, socket, -1, (int domain, int type, int protocol), (domain, type, protocol))
-STAND_IN(int, setsockopt, -1, (int s, int l, int name, const void* v, socklen_t n), (s, l, name, v, n))
-STAND_IN(int, bind, -1, (int s, To address, socklen_t size), (s, address, size))
-STAND_IN(ssize_t, sendto, -1, (int s, const void* d, size_t n, int f, To to, socklen_t m), (s, d, n, f, to, m))
+STAND_IN("thread", int, pthread_create, EAGAIN,
+         (pthread_t * t, const pthread_attr_t* a, void* (*w)(void*), void* p), (t, a, w, p))
+STAND_IN("mutex", int, pthread_mutex_init, ENOMEM, (pthread_mutex_t * m, const pthread_mutexattr_t* a), (m, a))
+STAND_IN("condition", int, pthread_cond_init, ENOMEM, (pthread_cond_t * c, const pthread_condattr_t* a), (c, a))
+STAND_IN("socket", int, socket, -1, (int domain, int type, int protocol), (domain, type, protocol))
+STAND_IN(KindOf(l, o), int, setsockopt, -1, (int s, int l, int o, const void* v, socklen_t n), (s, l, o, v, n))
+STAND_IN("bind", int, bind, -1, (int s, To address, socklen_t size), (s, address, size))
+STAND_IN(KindOf(d), ssize_t, sendto, -1, (int s, const void* d, size_t n, int f, To to, socklen_t m),
+         (s, d, n, f, to, m))
 
 bool Eventually(auto condition) {
     const auto deadline = std::chrono::steady_clock::now() + kPatience;

@@ -36,7 +36,10 @@ const Bytes kList(R"(
 )");
 
 struct FrameCopy : AppDataModel {
-    ~FrameCopy() override { EXPECT_TRUE(Quorin_FreeFrame(&copy) == 0 && ZeroFrom(copy, 0)); }
+    ~FrameCopy() override {
+        EXPECT_EQ(Quorin_FreeFrame(&copy), 0);
+        EXPECT_TRUE(ZeroFrom(copy, 0));
+    }
     sFrameOfMocapData copy{};
 };
 
@@ -63,13 +66,17 @@ TEST_F(AppDataModel, FramesHaveTheirLayout) {
 TEST_F(AppDataModel, FramesOfEverySizeSurviveTheWireAndTheirFree) {
     for (const Bytes& body : {Bytes("z50"), Bytes("z12 E8030000 z42034"), kLargest}) {
         const DecodedFrame f(body);
-        EXPECT_TRUE(f.result == 0 && f.length == std::ssize(body) && f->otherMarkers &&
-                    !f->skeletons[99].rigidBodies);
+        EXPECT_EQ(Numbers(f.result, f.length), Numbers(0, body.size()));
+        EXPECT_NE(f->otherMarkers, nullptr);
+        EXPECT_EQ(f->skeletons[99].rigidBodies, nullptr);
         EXPECT_TRUE(DecodedFrame::Encoded(f.record, body.size()) == body);
         const sRigidBodySample& last = f->rigidBodies[999];
-        EXPECT_TRUE((last.markerPositions && last.markerIds && last.markerSizes) == (f->rigidBodyCount == 1000));
+        const bool full = f->rigidBodyCount == 1000;
+        EXPECT_EQ(Numbers(last.markerPositions != nullptr, last.markerIds != nullptr, last.markerSizes != nullptr),
+                  Numbers(full, full, full));
         // As an application does with the last frame that it read.
-        EXPECT_TRUE(Quorin_FreeFrame(f.record) == 0 && ZeroFrom(*f.record, 0));
+        EXPECT_EQ(Quorin_FreeFrame(f.record), 0);
+        EXPECT_TRUE(ZeroFrom(*f.record, 0));
     }
 }
 
@@ -77,7 +84,7 @@ TEST_F(AppDataModel, TruncatedFramesLeaveNothingAfterTheCut) {
     using Row = std::pair<std::size_t, std::size_t>; // with fewer bytes everything from a member on is zero
     for (std::size_t size = 0; size < kFrame.size(); ++size) {
         const DecodedFrame decoded({kFrame.data(), size});
-        ASSERT_TRUE(decoded.Refused() && decoded.record != nullptr) << size;
+        ASSERT_EQ(decoded.RefusedAndEmpty(), std::pair(true, false)) << size;
         for (const auto& [needed, member] :
              {Row{4, MEMBER(frameNumber)}, Row{280, MEMBER(markerSets[1])}, Row{544, MEMBER(otherMarkerCount)},
               Row{560, MEMBER(rigidBodyCount)}, Row{620, MEMBER(rigidBodies[0].residual)},
@@ -105,13 +112,15 @@ TEST_F(FrameCopy, FrameCountsBeyondTheirBoundsOrTheBytesAreRefused) {
             Bytes body = Bytes(before).Add("z4");
             std::memcpy(&*body.end() - 4, &count, 4);
             const DecodedFrame cut(body);
-            EXPECT_TRUE(cut.Refused() && cut.taken < sizeof copy + 200) << before << ' ' << count;
+            EXPECT_TRUE(cut.Refused()) << before << ' ' << count;
+            EXPECT_LT(cut.taken, sizeof copy + 200) << before << ' ' << count;
             const DecodedFrame decoded(body.Add("z60000"));
             const bool accepted = count == bound || (count < 0 && member == MEMBER(skeletonCount));
             EXPECT_EQ(decoded.Refused(), !accepted) << before << ' ' << count;
             const auto* const stored = reinterpret_cast<const char*>(decoded.record) + member;
-            EXPECT_TRUE(member == 0 || std::memcmp(stored, &count, 4) == 0) << before << ' ' << count;
-            EXPECT_FALSE(Quorin_CopyFrame(decoded.record, &copy) || Quorin_FreeFrame(&copy));
+            EXPECT_EQ(member == 0 ? 0 : std::memcmp(stored, &count, 4), 0) << before << ' ' << count;
+            EXPECT_EQ(Quorin_CopyFrame(decoded.record, &copy), 0);
+            EXPECT_EQ(Quorin_FreeFrame(&copy), 0);
         }
     }
 }
@@ -122,7 +131,8 @@ TEST_F(FrameCopy, StandsAfterItsSourceIsReleased) {
         EXPECT_EQ(Quorin_CopyFrame(source->record, &copy) + Quorin_CopyFrame(source->record, source->record), 0);
         EXPECT_TRUE(DecodedFrame::Encoded(source->record, body.size()) == body);
         source.reset();
-        EXPECT_TRUE(DecodedFrame::Encoded(&copy, body.size()) == body && Quorin_FreeFrame(&copy) == 0);
+        EXPECT_TRUE(DecodedFrame::Encoded(&copy, body.size()) == body);
+        EXPECT_EQ(Quorin_FreeFrame(&copy), 0);
     }
     EXPECT_EQ(Quorin_CopyFrame(nullptr, &copy) + Quorin_CopyFrame(&copy, nullptr), 4);
     EXPECT_EQ(Quorin_FreeFrame(nullptr) + Quorin_FreeDescriptions(nullptr), 4);
@@ -139,8 +149,10 @@ TEST_F(FrameCopy, SharesArraysWithoutElementsAndNeverReleasesThem) {
         source.otherMarkers = source.markerSets[0].markers = source.rigidBodies[0].markerPositions = &triple;
         source.skeletons[0].rigidBodies = &bone;
         EXPECT_EQ(Quorin_CopyFrame(&source, &copy), 0);
-        EXPECT_TRUE(copy.otherMarkers == &triple && copy.markerSets[0].markers == &triple);
-        EXPECT_TRUE(copy.rigidBodies[0].markerPositions == &triple && copy.skeletons[0].rigidBodies == &bone);
+        for (const auto* array :
+             {copy.otherMarkers, copy.markerSets[0].markers, copy.rigidBodies[0].markerPositions})
+            EXPECT_EQ(array, &triple);
+        EXPECT_EQ(copy.skeletons[0].rigidBodies, &bone);
         EXPECT_EQ(Quorin_FreeFrame(&copy), 0);
     }
 }
@@ -149,7 +161,7 @@ TEST_F(FrameCopy, RunningOutOfMemoryLeavesWhatCanBeReleased) {
     const DecodedFrame whole(kFrame);
     for (int n = 0; n < 10; ++n) { // the record, and an array of each list with elements
         const DecodedFrame decoded(kFrame, n);
-        EXPECT_TRUE(decoded.Refused() && (decoded.record == nullptr) == (n == 0)) << n;
+        EXPECT_EQ(decoded.RefusedAndEmpty(), std::pair(true, n == 0)) << n;
         Heap::untilFailure = n < 9 ? n : -1;
         EXPECT_EQ(Quorin_CopyFrame(whole.record, &copy), n < 9 ? 2 : 0);
         EXPECT_TRUE(n == 9 || ZeroFrom(copy, 0)) << n;
@@ -203,11 +215,12 @@ TEST_F(AppDataModel, ListCountsBeyondTheirBoundsOrTheBytesAreRefused) {
                               "01000000 02000000 z260 FFFFFFFF z292", "01000000 04000000 FFFFFFFF z268",
                               "01000000 00000000 01000001 z512", "01000000 04000000 56555515 z268"}) {
         const DecodedList decoded(Bytes{words});
-        EXPECT_TRUE(decoded.Refused() && decoded.record == nullptr && decoded.taken < 100000) << words;
+        EXPECT_EQ(decoded.RefusedAndEmpty(), std::pair(true, true)) << words;
+        EXPECT_LT(decoded.taken, 100000) << words;
     }
     for (std::size_t size = 0; size < kList.size(); ++size) {
         const DecodedList decoded({kList.data(), size});
-        ASSERT_TRUE(decoded.Refused() && decoded.record == nullptr) << size;
+        ASSERT_EQ(decoded.RefusedAndEmpty(), std::pair(true, true)) << size;
     }
 }
 
@@ -227,7 +240,7 @@ TEST_F(AppDataModel, MediaCarryTheImageAndZeroesWhereItIsMissing) {
     for (const std::size_t size : {300008U, 300007U, 7U, 0U}) {
         const DecodedMedia packet({image.data(), size});
         std::fill(image.begin() + static_cast<std::ptrdiff_t>(size), image.end(), 0);
-        EXPECT_TRUE(packet.length == 300008 && packet->length == (size > 6 ? 300000 : 0)) << size;
+        EXPECT_EQ(Numbers(packet.length, packet->length), Numbers(300008, size > 6 ? 300000 : 0)) << size;
         EXPECT_TRUE(DecodedMedia::Encoded(packet.record, 300008) == image) << size;
     }
 }

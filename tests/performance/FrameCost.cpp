@@ -1,5 +1,5 @@
-// Decodes and releases the frame of one walking figure so many times, as frames that arrive are, for an instrument that
-// counts instructions.
+// Decodes and releases the frame of one walking figure so many times, as frames that arrive are, for an instrument
+// that counts instructions.
 #include <cstdlib>
 #include <vector>
 

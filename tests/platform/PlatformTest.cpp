@@ -20,7 +20,7 @@ static const int kEarly = (Application::CAppCallBack::SetLogMessageCB([](int kin
                            COutputMessage::Debug("early"));
 
 TEST(OutputMessage, LevelDecidesWhichKindsPass) {
-    EXPECT_TRUE(kEarly == 0 && earlyKind == 4);
+    EXPECT_EQ(std::pair(kEarly, earlyKind), std::pair(0, 4));
     const LogLines log;
     for (const int level : {-1, 0, 1, 2, 3, 4, 99}) {
         COutputMessage::SetLevel(static_cast<Verbosity>(level));
@@ -53,13 +53,16 @@ TEST(Buffer, OperationsKeepToTheBlock) {
     EXPECT_EQ(said(four.CheckValid(four.Buffer() + 5) + four.CheckValid(four.Buffer() - 1)), "2 Failed.|Failed.");
     EXPECT_EQ(said(four.Clone(&four) + four.Clone(nullptr)), "2 Failed.|Failed.");
     EXPECT_EQ(std::string(bytes, bytes + 8), "abcdabcd");
-    EXPECT_TRUE(four.Position() == 3 && copy.Position() == 0 && copy == four && !none.BufferNull());
+    EXPECT_EQ(std::pair(four.Position(), copy.Position()), std::pair(3U, 0U));
+    EXPECT_TRUE(copy == four);
+    EXPECT_FALSE(none.BufferNull());
     copy.Buffer()[3] = 'x';
     EXPECT_EQ(said(copy == four || four == none), "0");
     EXPECT_EQ(said(empty == empty) + said(empty.Clone(&none, &copy)), "0 Failed.1 Failed.");
     EXPECT_EQ(said(copy.BufferNull() && CBuffer(empty).BufferNull()), "1 Failed.|Failed.");
     EXPECT_EQ(said(four.Consign(new unsigned char[2], 2) || four.Recreate(3) || four.Destroy()), "0");
-    EXPECT_TRUE(none.Destroy() == 0 && four.BufferNull() && four.Length() == 0);
+    EXPECT_EQ(none.Destroy(), 0);
+    EXPECT_EQ(std::pair(four.BufferNull(), four.Length()), std::pair(true, 0U));
 }
 
 TEST(Locks, OperationsOnWhatIsNotCreatedReportAndFail) {
@@ -95,12 +98,14 @@ TEST(Locks, MutexBelongsToOneThreadUntilEveryLockIsUndone) {
 
 TEST(Locks, SignalServesOneWaitAndWaitsEndInTime) {
     CSignal signal;
-    EXPECT_FALSE(signal.create() || signal.signal() || signal.signal() || signal.wait(0));
+    for (const int result : {signal.create(), signal.signal(), signal.signal(), signal.wait(0)})
+        EXPECT_EQ(result, 0);
     for (const unsigned int timeoutMs : {0U, 100U, 999U}) {
         const auto start = steady_clock::now();
         EXPECT_EQ(signal.wait(timeoutMs), 9);
         const auto late = steady_clock::now() - start - milliseconds(timeoutMs);
-        EXPECT_TRUE(late > -5ms && late < 2s) << timeoutMs;
+        EXPECT_GT(late, -5ms) << timeoutMs;
+        EXPECT_LT(late, 2s) << timeoutMs;
     }
     std::future<int> waiters[] = {std::async(std::launch::async, &CSignal::wait, &signal, kWaitForever),
                                   std::async(std::launch::async, &CSignal::wait, &signal, 60000)};
@@ -109,7 +114,7 @@ TEST(Locks, SignalServesOneWaitAndWaitsEndInTime) {
         EXPECT_EQ(std::ranges::count_if(waiters, awake), signals);
         signal.signal();
     }
-    EXPECT_FALSE(waiters[0].get() || waiters[1].get() || signal.destroy());
+    for (const int result : {waiters[0].get(), waiters[1].get(), signal.destroy()}) EXPECT_EQ(result, 0);
 }
 
 TEST(Utility, FilesTimesAndTheResourceAreThoseOfTheSystem) {
@@ -118,7 +123,9 @@ TEST(Utility, FilesTimesAndTheResourceAreThoseOfTheSystem) {
     unsigned long long size = 0;
     ASSERT_EQ(symlink("/proc/self/exe", link.c_str()), 0);
     EXPECT_EQ(said(CUtility::GetFileSize(link.c_str(), size) || CUtility::RemoveFile(link.c_str())), "0");
-    EXPECT_TRUE(size == 14 && CUtility::GetFileSize(nullptr, size) && CUtility::RemoveFile(link.c_str()));
+    EXPECT_EQ(size, 14U);
+    EXPECT_EQ(CUtility::GetFileSize(nullptr, size), 1);
+    EXPECT_EQ(CUtility::RemoveFile(link.c_str()), 1);
     EXPECT_EQ(said.log.Words(),
               std::vector<std::string>({"Failed.", "Failed syserr:2 No such file or directory"}));
 
@@ -126,9 +133,13 @@ TEST(Utility, FilesTimesAndTheResourceAreThoseOfTheSystem) {
     EXPECT_EQ(CUtility::GetSystemTime(time), 0);
     const sys_days day = year(time.year) / time.month / time.day;
     const auto ago = system_clock::now() - day - hours(time.hour) - minutes(time.minute) - seconds(time.second);
-    EXPECT_TRUE(ago >= day - day && ago < 3s && weekday(day).c_encoding() == time.dayOfWeek);
+    EXPECT_GE(ago, day - day);
+    EXPECT_LT(ago, 3s);
+    EXPECT_EQ(weekday(day).c_encoding(), time.dayOfWeek);
 
     CPlatformResource resource;
-    EXPECT_FALSE(resource.Initialize() || resource.Destroy() || resource.Initialize() || !resource.Initialize());
+    for (const int result : {resource.Initialize(), resource.Destroy(), resource.Initialize()})
+        EXPECT_EQ(result, 0);
+    EXPECT_NE(resource.Initialize(), 0);
     EXPECT_EQ(said.log.Lines().back(), (LogLines::Line{2, "Already Initialized"}));
 }

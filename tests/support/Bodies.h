@@ -94,6 +94,7 @@ struct Decoded {
     ~Decoded() { EXPECT_EQ((Model().*kRelease)(record), 0); }
     Record* operator->() const { return record; }
     bool Refused() const { return result == 1 && length == -1; }
+    auto RefusedAndEmpty() const { return std::pair(Refused(), record == nullptr); }
     static Bytes Encoded(Record* record, std::size_t size) {
         Bytes block(size);
         int length = -1;

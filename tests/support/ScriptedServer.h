@@ -92,6 +92,15 @@ inline Bytes FrameBody(int number, const std::vector<float>& analog = {}, int ot
     return body.Fill(22).bytes;
 }
 
+// A six-channel plate at 10, 20, 30 whose channels are forces and moments as they stand.
+inline Bytes Plate() {
+    Body plate;
+    plate.U32(70, -1, 0, 0).F32(10.0F, 20.0F, 30.0F).Fill(12);
+    for (int i = 0; i < 9; ++i) plate.F32(i % 4 == 0 ? 1.0F : 0.0F);
+    for (int i = 0; i < 64; ++i) plate.F32(i % 9 == 0 ? 1.0F : 0.0F);
+    return plate.Fill(48).U32(4).Fill(8196).U32(0xABCD).bytes;
+}
+
 // One datagram by the fields of its header, each of which a test may falsify.
 struct Datagram {
     int type;
@@ -131,10 +140,11 @@ struct Request {
 
 class ScriptedServer {
 public:
-    explicit ScriptedServer(int port = 5230) : m_socket(socket(AF_INET, SOCK_DGRAM, 0)) {
+    explicit ScriptedServer(int port = 5230, const char* host = "127.0.0.1")
+        : m_socket(socket(AF_INET, SOCK_DGRAM, 0)) {
         const timeval patience{kPatience.count(), 0};
         setsockopt(m_socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-        sockaddr_in address = Address("127.0.0.1", port);
+        sockaddr_in address = Address(host, port);
         socklen_t size = sizeof address;
         EXPECT_EQ(bind(m_socket, Generic(address), size), 0) << "port " << port;
         getsockname(m_socket, Generic(address), &size);

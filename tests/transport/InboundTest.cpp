@@ -2,14 +2,15 @@
 #include "Endpoint.h"
 
 static const Bytes kFrame = FrameBody(8); // 50 bytes
-enum { kWhole = 4, kUnknown, kRubbish };
+enum { kWhole = 4, kUnknown, kRubbish, kFifth };
 
 struct InboundTest : EndpointTest {};
 
 // By index, the four fragments of frame 7, and other datagrams that may come between them.
 static std::vector<Datagram> Pick(const std::vector<std::size_t>& order) {
     std::vector<Datagram> pool = Cut(103, 0, FrameBody(7, {}, 400));
-    pool.insert(pool.end(), {{103, 0, 50, 0, kFrame}, {200, 0, 0, 0, {}}, {103, 0, 50, 0, kFrame, 50, 0x51F9}});
+    pool.insert(pool.end(), {{103, 0, 50, 0, kFrame}, {200, 0, 0, 0, {}}});
+    pool.insert(pool.end(), {{103, 0, 50, 0, kFrame, 50, 0x51F9}, {103, 0, 51, 4, kFrame}});
     std::vector<Datagram> picked;
     for (const std::size_t index : order) picked.insert(picked.end(), pool[index]);
     return picked;
@@ -37,6 +38,7 @@ TEST_F(InboundTest, OnlyWholeMessagesArriveAndRubbishIsReported) {
         {"doubled", Pick({0, 1, 1, 2, 3}), {"1."}, {7}},
         {"trebled", Pick({0, 1, 2, 2, 2, 3}), {"2.", "2."}, {7}},
         {"the last doubled", Pick({0, 1, 2, 3, 3}), {"3."}, {7}},
+        {"one behind the last", Pick({0, 1, 2, 3, kFifth}), {"4."}, {7}},
         {"one from further back again", Pick({0, 1, 2, 1, 3}), {"1.", "3."}, {}},
         {"begun again", Pick({0, 1, 0, 0, 1, 2, 3}), {}, {7}},
         {"a whole message between", Pick({0, 1, kWhole, 2, 3}), {"2.", "3."}, {8}},

@@ -45,7 +45,7 @@ TEST_F(LifeTest, TheFirstValidSenderBecomesThePeer) {
     ASSERT_EQ(endpoint.Start("not looked at", port), 0);
     EXPECT_EQ(Start(), 1) << "already running";
     const sockaddr_in client = ScriptedServer::Address("127.0.0.1", port);
-    ScriptedServer invalid(0);
+    ScriptedServer invalid(0, "127.0.0.2");
     ScriptedServer late(0);
     for (const unsigned int size : {0U, 15U, 16U}) invalid.Send(client, Bytes(size));
     for (ScriptedServer* const sender : {&server, &late}) sender->SendMessage(client, Cut(103, 0, FrameBody(1)));
@@ -53,12 +53,28 @@ TEST_F(LifeTest, TheFirstValidSenderBecomesThePeer) {
     EXPECT_EQ(log.Words(), (Texts{"Failed.", "15.", "0."}));
     endpoint.Send(8, nullptr, 0, 2);
     EXPECT_EQ(server.ExpectRequest(8).sequence, 2U);
-    EXPECT_TRUE(endpoint.Stop() == 0 && endpoint.Stop() == 0);
+    EXPECT_EQ(std::pair(endpoint.Stop(), endpoint.Stop()), std::pair(0, 0));
     log.Clear();
     EXPECT_EQ(endpoint.Send(8, nullptr, 0, 2), 0);
     EXPECT_EQ(endpoint.Call(nullptr, 0, nullptr, 60000), 1);
     EXPECT_EQ(log.Words(), Texts{"Failed."}) << "of the request; a stopped endpoint drops a message silently";
-    EXPECT_TRUE(server.IsQuiet() && invalid.IsQuiet() && late.IsQuiet());
+    for (const ScriptedServer* const heard : {&server, &invalid, &late}) EXPECT_TRUE(heard->IsQuiet());
+}
+
+// What an application keeps for each thread is given back on the receive thread, as its very last act.
+TEST_F(LifeTest, AStopIsOverWhenItsThreadIs) {
+    static std::atomic<bool> givenBack{false};
+    CAppCallBack::SetStreamFunc([](sFrameOfMocapData* frame, void*) {
+        const auto giveBack = [](void*) { givenBack = usleep(100000) == 0; }; // and that takes its time
+        const thread_local std::shared_ptr<void> kept(&givenBack, giveBack);
+        frames.Add(frame->frameNumber);
+    });
+    ASSERT_EQ(Start(), 0);
+    endpoint.Send(8, nullptr, 0, 0);
+    server.Reply(server.ExpectRequest(8), 103, FrameBody(1));
+    EXPECT_EQ(frames.Take(1), std::vector<int>{1});
+    EXPECT_EQ(endpoint.Stop(), 0);
+    EXPECT_TRUE(givenBack);
 }
 
 TEST_F(LifeTest, AFailedStartReportsAndLeavesTheEndpointStopped) {
