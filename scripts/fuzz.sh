@@ -22,8 +22,8 @@ LLVM_PROFILE_FILE=/dev/null build/fuzz/tests/make_seeds "$work/seeds"
 
 fuzz() { # fuzz TARGET: one line of the table, and 1 when something was found
   local target=$1 log=$work/$1.log found=tests/fuzz/corpus/$1 result=none
-  declare -A files=([frame]=model/AppDataModelFrame.cpp [description]=model/AppDataModelDescription.cpp
-    [media]=model/AppDataModelMedia.cpp [dispatch]="transport/CommandServerInbound.cpp transport/CommandServerReplies.cpp"
+  declare -A files=([frame]="model/AppDataModelFrame.cpp model/FrameDecoder.cpp model/FrameExtent.cpp" [description]=model/AppDataModelDescription.cpp
+    [media]=model/AppDataModelMedia.cpp [dispatch]="transport/CommandServerInbound.cpp transport/CommandServerReplies.cpp model/FrameStore.cpp"
     [force_plate]=client/ForcePlateModel.cpp)
   local sources
   read -ra sources <<<"${files[$target]}"
@@ -40,11 +40,11 @@ fuzz() { # fuzz TARGET: one line of the table, and 1 when something was found
       -instr-profile="$work/$target.profdata" "${sources[@]/#/TarvoSDKClient/}" |
       sed -E 's/.*"totals".*"lines":\{"count":([0-9]+),"covered":([0-9]+).*/\2 of \1/')
   fi
-  printf '%-12s %14s %11s   %-62s %s\n' "$target" "$(stat number_of_executed_units)" \
+  printf '%-12s %14s %11s   %-84s %s\n' "$target" "$(stat number_of_executed_units)" \
     "$(stat average_exec_per_sec)" "$lines of ${sources[*]##*/}" "$result"
   [ "$result" = none ]
 }
 export -f fuzz
 
-printf '%-12s %14s %11s   %-62s %s\n' target executions per-second 'lines covered' findings
+printf '%-12s %14s %11s   %-84s %s\n' target executions per-second 'lines covered' findings
 printf '%s\n' "${targets[@]}" | xargs -P "$(nproc)" -I{} bash -c 'fuzz {}'

@@ -55,13 +55,17 @@ void MeasureReceivePath(Bench& bench) {
 }
 
 void MeasurePaced(Bench& bench) {
-    for (const auto& [what, rate, frames] :
-         {std::tuple{"paced at 120 Hz", 120, 90}, {"paced at 1 kHz", 1000, 500}})
+    struct Pace {
+        const char* what;
+        int rate;
+        int frames;
+    };
+    for (const Pace& pace : {Pace{"paced at 120 Hz", 120, 90}, Pace{"paced at 1 kHz", 1000, 500}})
         for (const FrameLoad& load : {kLoads[0], kLoads[2], kLoads[3]}) {
             FrameSender sender(load);
             ReceiveInStep(sender, bench.client, kFillsTheQueue);
-            bench.InTurn(what, load, bench.quick ? 3 : 5, [&](Receiver& receiver) {
-                return ReceivePaced(sender, receiver, frames / (bench.quick ? 3 : 1), rate);
+            bench.InTurn(pace.what, load, bench.quick ? 3 : 5, [&](Receiver& receiver) {
+                return ReceivePaced(sender, receiver, pace.frames / (bench.quick ? 3 : 1), pace.rate);
             });
         }
 }
