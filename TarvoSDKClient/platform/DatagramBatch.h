@@ -43,7 +43,7 @@ private:
     static constexpr unsigned int kUsualSize = 1536;    // the protocol's datagrams have 1478 bytes at most
     static constexpr unsigned int kLargestSize = 65536; // a datagram has 65,507
 
-    unsigned char* Usual(unsigned int slot) const { return m_memory.Data() + slot * kUsualSize; }
+    unsigned char* Usual(unsigned int slot) const { return m_memory.Data() + std::size_t{slot} * kUsualSize; }
     unsigned char* Large(unsigned int slot) const {
         return m_memory.Data() + std::size_t{kSlots} * kUsualSize + std::size_t{slot} * kLargestSize;
     }

@@ -8,13 +8,17 @@
 
 #include "TarvoSDKClient.h"
 
+inline bool SameBytes(const void* one, const void* other, std::size_t size) {
+    return std::memcmp(one, other, size) == 0; // what holds nothing counts too
+}
+
 // Whether two arrays hold the same; both pointers are made null, so that the records around them can be compared.
 template <typename T>
 bool SameArray(T*& one, T*& other, int count) {
     const T* const a = std::exchange(one, nullptr);
     const T* const b = std::exchange(other, nullptr);
     if (count < 1) return (a == nullptr) == (b == nullptr);
-    return a != nullptr && b != nullptr && std::memcmp(a, b, sizeof(T) * static_cast<std::size_t>(count)) == 0;
+    return a != nullptr && b != nullptr && SameBytes(a, b, sizeof(T) * static_cast<std::size_t>(count));
 }
 
 inline bool SameArrays(sRigidBodySample& a, sRigidBodySample& b) {
@@ -31,7 +35,7 @@ inline bool SameSkeleton(sSkeletonSample& a, sSkeletonSample& b) {
         sRigidBodySample other{};
         std::memcpy(static_cast<void*>(&one), &a.rigidBodies[i], sizeof one);
         std::memcpy(static_cast<void*>(&other), &b.rigidBodies[i], sizeof other);
-        same = SameArrays(one, other) && std::memcmp(static_cast<void*>(&one), &other, sizeof one) == 0;
+        same = SameArrays(one, other) && SameBytes(&one, &other, sizeof one);
     }
     a.rigidBodies = b.rigidBodies = nullptr;
     return same;
@@ -49,7 +53,7 @@ inline bool SameRecord(const sFrameOfMocapData& first, const sFrameOfMocapData& 
         same = same && SameArray(a->markerSets[i].markers, b->markerSets[i].markers, a->markerSets[i].markerCount);
     for (int i = 0; i < a->rigidBodyCount; ++i) same = same && SameArrays(a->rigidBodies[i], b->rigidBodies[i]);
     for (int i = 0; i < a->skeletonCount; ++i) same = same && SameSkeleton(a->skeletons[i], b->skeletons[i]);
-    return same && std::memcmp(static_cast<void*>(a.get()), b.get(), sizeof *a) == 0;
+    return same && SameBytes(a.get(), b.get(), sizeof *a);
 }
 
 #endif

@@ -107,7 +107,7 @@ TEST_F(FrameRecordTest, ShowsItsOwnMessageAndNothingElse) {
     std::vector<Bytes> queued;
     for (int round = 0; round < 600; ++round) {
         const Bytes body = bodies.Next();
-        if (body.size() > 256 * 1462) continue;
+        if (body.size() > kMaxMessageSize) continue;
         sent = &body;
         const int before = seen;
         Deliver(endpoint, Cut(103, 0, body));
