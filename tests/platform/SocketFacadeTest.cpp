@@ -55,6 +55,7 @@ struct Sockets : testing::Test, CSocketFacade {
 
 // A report carries the line of the statement that gave up, by which one operation is told from another.
 TEST_F(Sockets, AnOperationThatGetsNoSocketSaysWhichItIs) {
+    Bound(kUdp); // also, sanitizers need descriptors when they first see an object
     rlimit limit{};
     getrlimit(RLIMIT_NOFILE, &limit);
     const rlimit none{0, limit.rlim_max};
