@@ -1,5 +1,6 @@
 // Records are used again and again: one shows what its own message said and nothing of those before it.
 #include <random>
+#include <utility>
 
 #include "AppDataModel.h"
 #include "Endpoint.h"
@@ -63,6 +64,7 @@ struct Decoded {
     }
     ~Decoded() { model.ReleaseMocap(frame); }
     Decoded(const Decoded&) = delete;
+    sFrameOfMocapData* Take() { return std::exchange(frame, nullptr); }
 
     CAppDataModel model;
     sFrameOfMocapData* frame = nullptr;
@@ -113,6 +115,10 @@ TEST_F(FrameRecordTest, ShowsItsOwnMessageAndNothingElse) {
         Deliver(endpoint, Cut(103, 0, body));
         EXPECT_EQ(seen - before, Decoded(body).good ? 1 : 0);
         if (seen > before) queued.push_back(body);
+        if (bodies.Below(8) == 0 && !queued.empty()) {
+            global.writeCache(Decoded(queued.back()).Take()); // one that somebody else has made
+            queued.push_back(queued.back());
+        }
         if (bodies.Below(40) > 0) continue;
         if (queued.size() > 32) queued.erase(queued.begin(), queued.end() - 32);
         for (const Bytes& expected : queued) {
