@@ -131,11 +131,16 @@ int ClientCore::Uninitialize() {
 // A start looks at the flag between its steps, and undoes what it has made in order.
 int ClientCore::EndLater(bool inOwnStart) {
     m_sdkSupported = false;
+    const bool isFirst = !m_endsLater.exchange(true);
     if (!inOwnStart) {
         m_data.BeginStop();
-        m_command.BeginStop();
+        // The stream's thread may wait for those of the commands, since they never wait for it.
+        if (CPresence::Of(&m_command))
+            m_command.BeginStop();
+        else
+            m_command.Stop();
     }
-    if (!m_endsLater.exchange(true)) Report::ShutDownInCallback();
+    if (isFirst) Report::ShutDownInCallback();
     return 0;
 }
 

@@ -28,8 +28,8 @@ public:
     int Initialize(char* localAddress, char* serverAddress);
     int Initialize(char* localAddress, char* serverAddress, int commandPort);
     int Initialize(char* localAddress, char* serverAddress, int commandPort, int dataPort); // local may be null
-    // 0. In a callback of its own it reports the mistake and waits for nothing: what is left is done by the start
-    // that is under way, or by the next start, shut-down or destruction.
+    // 0. In a callback of its own it reports the mistake and does not wait for what it is called from: what is
+    // left is done by the start that is under way, or by the next start, shut-down or destruction.
     int Uninitialize();
     // False in a callback of its own, and after it has been shut down in one until a later start or shut-down: a
     // thread is still at work in it.

@@ -119,7 +119,7 @@ TEST(Tool, CommandsChangeTheStream) {
     EXPECT_THAT(Output("send 127.0.0.1 status", 0), HasSubstr("paused at 400 Hz"));
     EXPECT_THAT(Output("watch 127.0.0.1", 1), testing::ContainsRegex("No frame arrived within [0-9.]+ s\\."));
     EXPECT_EQ(Output("send 127.0.0.1 resume", 0), "resumed\n");
-    EXPECT_THAT(Output("watch 127.0.0.1 --frames 1", 0), HasSubstr("1 frame received"));
+    EXPECT_THAT(Output("watch 127.0.0.1 --frames 1", 0), testing::ContainsRegex("[1-9][0-9]* frames? received"));
 }
 
 TEST(Tool, ARefusedWatcherShowsTheServersVersion) {
