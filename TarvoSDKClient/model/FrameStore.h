@@ -30,10 +30,10 @@ public:
     bool MoveOut(sFrameOfMocapData* frame, sFrameOfMocapData& to, FrameExtent& filled);
 
 private:
-    // One area has room for the frames of the queue and for some that are in callbacks. There are further ones for
+    // One area has room for the frames of the queue and for 32 that are in callbacks. There are further ones for
     // processes with many clients that are all in a callback.
-    static constexpr std::size_t kAreaRecords = 40;
-    static constexpr std::size_t kMaxAreas = 8;
+    static constexpr std::size_t kAreaRecords = 64;
+    static constexpr std::size_t kMaxAreas = 4;
     // Not a whole number of pages, lest the heads of all records compete for the same lines of a cache.
     static constexpr std::size_t kStride = (sizeof(sFrameOfMocapData) + 63) / 64 * 64;
     static constexpr std::size_t kNoRecord = kAreaRecords * kMaxAreas;
