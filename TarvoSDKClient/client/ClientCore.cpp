@@ -114,16 +114,13 @@ int ClientCore::JoinStream() {
 }
 
 int ClientCore::Uninitialize() {
-    const bool inOwnStart = CPresence::Of(this) && m_starting;
-    if (CPresence::Of(this) && !m_starting) return 0; // in a line of a shut-down that is under way
-    const bool somethingRuns = m_initialised || IsStopping() || inOwnStart;
-    if (somethingRuns && InOwnCallback()) return EndLater(inOwnStart);
+    const bool inOwnLine = CPresence::Of(this); // of a start or a shut-down that is under way
+    if (inOwnLine && !m_starting) return 0;
+    if (inOwnLine || (InOwnCallback() && !IsIdle())) return EndLater(inOwnLine);
     const CPresence present(this);
-    if (somethingRuns) {
-        m_initialised = false;
-        m_data.Stop();
-        m_command.Stop();
-    }
+    m_initialised = false;
+    m_data.Stop();
+    m_command.Stop();
     ResetSettings();
     return 0;
 }

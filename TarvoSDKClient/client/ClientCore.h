@@ -68,6 +68,7 @@ public:
 
 private:
     bool IsStopping() const { return m_command.IsStopping() || m_data.IsStopping(); }
+    bool IsIdle() const { return m_command.IsStopped() && m_data.IsStopped(); }
     bool InOwnCallback() const;
     int StartSession(const char* serverAddress);
     int EndLater(bool inOwnStart);

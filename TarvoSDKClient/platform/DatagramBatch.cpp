@@ -1,6 +1,5 @@
 #include "platform/DatagramBatch.h"
 
-#include <algorithm>
 #include <cstring>
 
 namespace System {

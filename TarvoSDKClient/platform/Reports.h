@@ -29,7 +29,7 @@ void TextAndNumber(const char* text, int value, int line = __builtin_LINE());
 // The socket facade closes a socket. Info.
 void Closing(int socket, int line = __builtin_LINE());
 
-// A client or an endpoint is shut down in a callback of its own. Error.
+// A client is shut down in a callback of its own. Error.
 void ShutDownInCallback();
 
 // A connect with timeout timed out or failed. Error.

@@ -63,6 +63,7 @@ public:
     void BeginStop();
     // Whether a stop has begun that is still to be completed.
     bool IsStopping() const { return m_claimed && !m_running; }
+    bool IsStopped() const { return !m_claimed; }
 
     // True when the text names a multicast group.
     static bool IsMulticast(const char* address);

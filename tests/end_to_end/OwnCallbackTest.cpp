@@ -63,6 +63,26 @@ TEST_F(OwnCallbackTest, AQueryWhoseLineShutsItsClientDownComesBackAndTheClientEn
     EXPECT_TRUE(core.CanBeDestroyed());
 }
 
+// Those behind it have been taken off the socket already, in the same call.
+TEST_F(OwnCallbackTest, NoFrameComesAfterTheOneInWhichItsClientIsShutDown) {
+    static std::atomic<bool> sent;
+    static Arrivals<int> frames;
+    sent = false;
+    ASSERT_EQ(Start(client), 0);
+    const auto see = [](sFrameOfMocapData* frame, void* self) {
+        frames.Add(frame->frameNumber);
+        sent.wait(false); // until the others wait in the socket
+        if (frame->frameNumber == 2) Uninitialize(self);
+    };
+    SetDataCallback(client, see, client);
+    for (const int number : {1, 2, 3, 4}) server.Multicast(FrameBody(number));
+    sent = true;
+    sent.notify_all();
+    frames.Take(2);
+    EXPECT_EQ(Uninitialize(client), 0);
+    EXPECT_EQ(frames.Take(0), std::vector<int>{});
+}
+
 TEST_F(OwnCallbackTest, AStartWhoseLineShutsItsClientDownFailsAndLeavesItIdle) {
     ClientCore core(0);
     AtEveryLine([&] { EXPECT_EQ(core.Uninitialize(), 0); });
