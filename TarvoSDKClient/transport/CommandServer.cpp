@@ -194,17 +194,20 @@ bool CCommandServer::ReceiveOnce() {
         CUtility::Sleep(kPauseAfterFailureMs);
         return true;
     }
-    for (unsigned int i = 0; i < m_receiveArea.Count() && m_running; ++i) HandleDatagram(m_receiveArea[i]);
+    unsigned int handled = 0;
+    do {
+        HandleDatagram(m_receiveArea[handled]);
+    } while (++handled < m_receiveArea.Count() && m_running);
     return true;
 }
 
 void CCommandServer::HandleDatagram(const CDatagramBatch::Datagram& datagram) {
-    if (datagram.length == 0) {
+    if (datagram.length == 0) { // also what a receive brings that the shut-down of the socket ends
         Report::Failed();
         CUtility::Sleep(kPauseAfterFailureMs);
         return;
     }
-    if (IsOwnDatagram(htonl(datagram.sender), datagram.senderPort)) return;
+    if (!m_running || IsOwnDatagram(htonl(datagram.sender), datagram.senderPort)) return;
     if (datagram.sender != m_sender) Facade().ChangeIpAddress(datagram.sender, m_senderText, sizeof m_senderText);
     m_sender = datagram.sender;
     DisposeStream(m_senderText, datagram.senderPort, datagram.data, datagram.length);
