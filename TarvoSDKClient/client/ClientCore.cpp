@@ -66,12 +66,15 @@ int ClientCore::Initialize(char* localAddress, char* serverAddress, int commandP
     const CPresence present(this);
     m_endsLater = false;
     m_starting = true;
+    m_feeds.CountAnew();
+    const bool hadEnded = m_feeds.SetEnded(false);
     const int result = StartSession(serverAddress);
     m_starting = false;
     m_initialised = result == 0 && !m_endsLater;
     if (m_initialised) return 0;
     m_data.Stop();
     m_command.Stop();
+    m_feeds.SetEnded(hadEnded || m_endsLater);
     if (!m_endsLater) return result;
     ResetSettings();
     return 1;
@@ -80,7 +83,7 @@ int ClientCore::Initialize(char* localAddress, char* serverAddress, int commandP
 int ClientCore::StartSession(const char* serverAddress) {
     if (m_command.Start(m_localAddress.c_str(), serverAddress, m_commandPort, true) != 0 || m_endsLater) return 1;
     int result = ShakeHands();
-    if (result == 0 && !m_endsLater) result = JoinStream();
+    if (result == 0 && !m_endsLater) result = JoinStream(serverAddress);
     if (result != 0 || m_endsLater) return std::max(result, 1);
     unsigned char hello[sizeof kHelloText];
     std::copy(std::begin(kHelloText), std::end(kHelloText), hello);
@@ -109,7 +112,15 @@ int ClientCore::RefuseVersion(const sPacket& reply) {
     return kVersionRefused;
 }
 
-int ClientCore::JoinStream() {
+int ClientCore::JoinStream(const char* serverAddress) {
+    GroupChoice choice;
+    if (m_streamInterface.empty()) {
+        choice = GroupChoice::Facing(serverAddress, static_cast<unsigned int>(m_commandPort));
+    } else if (!GroupChoice::Named(m_streamInterface, choice)) {
+        Report::NoInterface(m_streamInterface.c_str());
+        return 1;
+    }
+    m_data.JoinOn(choice);
     return m_data.Start(m_localAddress.c_str(), m_multicastAddress.c_str(), m_dataPort, true);
 }
 
@@ -121,6 +132,7 @@ int ClientCore::Uninitialize() {
     m_initialised = false;
     m_data.Stop();
     m_command.Stop();
+    m_feeds.SetEnded(true);
     ResetSettings();
     return 0;
 }
@@ -128,6 +140,7 @@ int ClientCore::Uninitialize() {
 // A start looks at the flag between its steps, and undoes what it has made in order.
 int ClientCore::EndLater(bool inOwnStart) {
     m_sdkSupported = false;
+    m_feeds.SetEnded(true);
     const bool isFirst = !m_endsLater.exchange(true);
     if (!inOwnStart) {
         m_data.BeginStop();
@@ -160,6 +173,32 @@ void ClientCore::SetMulticastAddress(char* address) {
 }
 
 void ClientCore::TarvoSDKVersion(unsigned char* version) const { Global().GetVersion(version); }
+
+int ClientCore::SetStreamInterface(const char* nameOrAddress) {
+    GroupChoice choice;
+    if (*nameOrAddress != '\0' && !GroupChoice::Named(nameOrAddress, choice)) {
+        Report::NoInterface(nameOrAddress);
+        return 1;
+    }
+    if (Assign(m_streamInterface, nameOrAddress)) return 0;
+    Report::Failed();
+    return 1;
+}
+
+sStreamStatistics ClientCore::GetStreamStatistics() const {
+    sStreamStatistics statistics{};
+    m_data.ReportStream(statistics);
+    statistics.feedsDropped = m_feeds.Dropped();
+    return statistics;
+}
+
+// The receive thread of an endpoint is present in it all the time, and in the feeds while it runs a frame's
+// callbacks.
+bool ClientCore::GetFrameTimes(sFrameTimes& times) const {
+    if (!CPresence::Of(&m_feeds)) return false;
+    times = (CPresence::Of(&m_data) ? m_data : m_command).FrameInHand();
+    return true;
+}
 
 int ClientCore::SetVerbosityLevel(int level) { return COutputMessage::SetLevel(static_cast<Verbosity>(level)); }
 

@@ -5,7 +5,7 @@
 #include <atomic>
 #include <string>
 
-#include "TarvoSDKClient.h"
+#include "TarvoStream.h"
 #include "transport/CommandServer.h"
 
 // Owns the two endpoints: the command endpoint, which carries every request and reply, and the data
@@ -42,6 +42,8 @@ public:
     void SetLoopBackEnabled(bool enabled) { m_loopBack = enabled; }
     void SetMulticastAddress(char* address); // the group of the next start
     void TarvoSDKVersion(unsigned char* version) const;
+    // "": the one that faces the server. 0; 1 with a report, and nothing changed, for none of this host.
+    int SetStreamInterface(const char* nameOrAddress);
     int SetVerbosityLevel(int level);
     int SetMessageCallback(tMessageCallback callback);
     int SetDataCallback(tFrameCallback callback, void* userData);
@@ -61,6 +63,12 @@ public:
     // Up to so many attempts; the last one's code, 9 timed out. The reply stays valid until the next call.
     int SendMessageAndWait(char* text, int attempts, int timeoutMs, void** reply, int* replyLength);
 
+    // ---- The stream, from any thread
+    CFeedList& Feeds() { return m_feeds; }
+    sStreamStatistics GetStreamStatistics() const;
+    // False outside the callbacks of a frame.
+    bool GetFrameTimes(sFrameTimes& times) const;
+
     // ---- Timecode: always 1; pointers must be valid and the size at least 1
     int DecodeTimecode(unsigned int timecode, unsigned int subframe, int* hours, int* minutes, int* seconds,
                        int* frames, int* subframeOut) const;
@@ -74,7 +82,7 @@ private:
     int EndLater(bool inOwnStart);
     int ShakeHands();
     int RefuseVersion(const sPacket& reply);
-    int JoinStream();
+    int JoinStream(const char* serverAddress);
     void ResetSettings();
     int RequestDescriptions(int type, sDataDescriptions** descriptions);
 
@@ -89,8 +97,10 @@ private:
     std::string m_lastReply;
     std::string m_localAddress;
     std::string m_multicastAddress;
-    CCommandServer m_command;
-    CCommandServer m_data;
+    std::string m_streamInterface; // empty: the one that faces the server
+    CFeedList m_feeds;
+    CCommandServer m_command{&m_feeds};
+    CCommandServer m_data{&m_feeds};
 };
 
 #endif

@@ -25,13 +25,15 @@ sFrameOfMocapData* CFrameCache::TakeOldest() {
     return frame;
 }
 
-void CFrameCache::write(sFrameOfMocapData* frame) {
-    if (frame == nullptr) return;
+bool CFrameCache::write(sFrameOfMocapData* frame) {
+    if (frame == nullptr) return false;
     CAppDataModel model;
     const CGuard guard(&m_lock);
-    if (m_count == kMaxFrames) model.ReleaseMocap(TakeOldest());
+    const bool isFull = m_count == kMaxFrames;
+    if (isFull) model.ReleaseMocap(TakeOldest());
     m_ring[(m_oldest + m_count) % kMaxFrames] = frame;
     ++m_count;
+    return isFull;
 }
 
 sFrameOfMocapData* CFrameCache::read() {

@@ -18,8 +18,8 @@ public:
     CFrameCache& operator=(const CFrameCache&) = delete;
 
     // Takes a frame over, from the store of frames or from CAppDataModel::DecodeMocap; releases the oldest one
-    // when there are too many. Null is ignored.
-    void write(sFrameOfMocapData* frame);
+    // when there are too many: true then. Null is ignored.
+    bool write(sFrameOfMocapData* frame);
 
     // Moves the oldest frame into the read slot and returns the slot, or null when there is none. The slot's
     // former arrays are not released: that is its reader's task, before the next read.

@@ -16,7 +16,8 @@ public:
     // Writes the library's version, 4 bytes.
     void GetVersion(unsigned char* version) const;
 
-    void writeCache(sFrameOfMocapData* frame) { m_frameCache.write(frame); }
+    // True when the oldest frame had to go for it.
+    bool writeCache(sFrameOfMocapData* frame) { return m_frameCache.write(frame); }
     sFrameOfMocapData* readCache() { return m_frameCache.read(); }
 
     // The one virtual operation, which makes the object polymorphic. Does nothing; nobody calls it.

@@ -25,6 +25,8 @@ int CAppCallBack::SetForcePlateFunc(tForcePlateCallback callback) {
     return 0;
 }
 
+bool CAppCallBack::HasStreamFunc() { return g_frame.load() != nullptr; }
+
 int CAppCallBack::OutputMessage(Verbosity level, char* text) {
     if (const tMessageCallback callback = g_message.load()) callback(level, text);
     return 0;

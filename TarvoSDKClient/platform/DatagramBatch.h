@@ -6,6 +6,8 @@
 #include <sys/socket.h>
 
 #include <array>
+#include <cstdint>
+#include <ctime>
 
 #include "platform/ZeroedMemory.h"
 
@@ -22,6 +24,9 @@ public:
         unsigned int length;
         unsigned int sender; // host byte order
         unsigned int senderPort;
+        std::int64_t stampNs; // wall clock at which the kernel took it in; 0 when the socket asks for no stamps
+        std::uint32_t
+            dropped; // datagrams that the kernel had dropped on this socket before it; 0 also when not told
     };
 
     CDatagramBatch() = default;
@@ -33,6 +38,7 @@ public:
 
     // What the latest receive brought, in the order of arrival.
     unsigned int Count() const { return m_count; }
+    bool IsFull() const { return m_count == kSlots; }
     Datagram operator[](unsigned int index) const;
 
 private:
@@ -47,6 +53,12 @@ private:
     unsigned char* Large(unsigned int slot) const {
         return m_memory.Data() + std::size_t{kSlots} * kUsualSize + std::size_t{slot} * kLargestSize;
     }
+    static constexpr std::size_t kControlSize = CMSG_SPACE(sizeof(timespec)) + CMSG_SPACE(sizeof(std::uint32_t));
+    struct alignas(cmsghdr) Control {
+        unsigned char bytes[kControlSize];
+    };
+
+    void Prepare();
     void Took(unsigned int count);
     void Settle(unsigned int slot);
 
@@ -58,6 +70,7 @@ private:
     std::array<mmsghdr, kSlots> m_messages{};
     std::array<std::array<iovec, 2>, kSlots> m_areas{}; // the usual place, then the rest of the large one
     std::array<sockaddr_in, kSlots> m_senders{};
+    std::array<Control, kSlots> m_controls{}; // what the kernel tells beside each datagram
 };
 
 } // namespace System

@@ -2,6 +2,7 @@
 #ifndef TARVO_PLATFORM_PLAIN_MUTEX_H
 #define TARVO_PLATFORM_PLAIN_MUTEX_H
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 
@@ -19,6 +20,15 @@ public:
         std::unique_lock lock(m_mutex, std::adopt_lock);
         condition.wait(lock);
         static_cast<void>(lock.release());
+    }
+
+    // The same until a moment: false when it has passed.
+    bool WaitUntil(std::condition_variable& condition, std::chrono::steady_clock::time_point moment)
+        TARVO_REQUIRES(this) TARVO_NO_THREAD_SAFETY {
+        std::unique_lock lock(m_mutex, std::adopt_lock);
+        const bool inTime = condition.wait_until(lock, moment) == std::cv_status::no_timeout;
+        static_cast<void>(lock.release());
+        return inTime;
     }
 
 private:

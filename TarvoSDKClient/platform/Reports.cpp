@@ -51,6 +51,11 @@ void ShutDownInCallback() {
         "[Error] A client was shut down from its own callback, which is not allowed: it ends later\n");
 }
 
+void NoInterface(const char* nameOrAddress) {
+    COutputMessage::Error("[Error] No interface of this host can be joined by the name or address: %s\n",
+                          nameOrAddress);
+}
+
 void ConnectFailed(const char* address, unsigned int port, unsigned int timeoutMs, int error, int line) {
     COutputMessage::Error("%s %d connect:%s %d timeout:%dms syserr:%d %s\n", "NoBlockClient", line, address,
                           static_cast<int>(port), static_cast<int>(timeoutMs), error, ErrorText(error).Get());

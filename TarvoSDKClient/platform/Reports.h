@@ -32,6 +32,9 @@ void Closing(int socket, int line = __builtin_LINE());
 // A client is shut down in a callback of its own. Error.
 void ShutDownInCallback();
 
+// The interface that was chosen for the stream is none of this host, or cannot be joined. Error.
+void NoInterface(const char* nameOrAddress);
+
 // A connect with timeout timed out or failed. Error.
 void ConnectFailed(const char* address, unsigned int port, unsigned int timeoutMs, int error,
                    int line = __builtin_LINE());

@@ -1,6 +1,7 @@
 #include "platform/SocketCalls.h"
 
 #include <arpa/inet.h>
+#include <netdb.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -8,6 +9,9 @@
 #include <cerrno>
 #include <chrono>
 #include <climits>
+#include <cstring>
+#include <memory>
+#include <new>
 
 #include "platform/Reports.h"
 #include "platform/SocketFacade.h"
@@ -58,6 +62,26 @@ int AwaitEvents(int socket, short events, unsigned int timeoutMs) {
         if (ready < 0 && errno != EINTR) return -1;
         if (Clock::now() >= deadline) return 0;
     }
+}
+
+bool LookUpHost(const char* name, unsigned int& address) {
+    constexpr std::size_t kLargestBuffer = 1 << 20;
+    for (std::size_t size = 1024; size <= kLargestBuffer; size *= 4) {
+        const std::unique_ptr<char[]> buffer(new (std::nothrow) char[size]);
+        if (buffer == nullptr) return false;
+        hostent record{};
+        hostent* found = nullptr;
+        int lookUpError = 0;
+        const int error = gethostbyname2_r(name, AF_INET, &record, buffer.get(), size, &found, &lookUpError);
+        if (error == ERANGE) continue;
+        if (error != 0 || found == nullptr || found->h_length < 4 || found->h_addr_list[0] == nullptr)
+            return false;
+        in_addr first{};
+        std::memcpy(&first, found->h_addr_list[0], sizeof first);
+        address = ntohl(first.s_addr);
+        return true;
+    }
+    return false;
 }
 
 } // namespace System::Calls

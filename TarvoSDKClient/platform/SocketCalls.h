@@ -24,6 +24,9 @@ int SetOption(int socket, int level, int name, const T& value) {
     return setsockopt(socket, level, name, &value, sizeof value);
 }
 
+// The first IPv4 address of a host name or dotted text in host byte order. False when there is none.
+bool LookUpHost(const char* name, unsigned int& address);
+
 // Waits for one of the poll events, at most so long, also across interruptions. 1 ready, 0 timed out, -1
 // failed with the error number set.
 int AwaitEvents(int socket, short events, unsigned int timeoutMs);

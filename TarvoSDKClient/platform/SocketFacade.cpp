@@ -2,15 +2,12 @@
 #include "platform/SocketFacade.h"
 
 #include <arpa/inet.h>
-#include <netdb.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <memory>
-#include <new>
 
 #include "platform/Reports.h"
 #include "platform/SocketCalls.h"
@@ -22,27 +19,6 @@ namespace {
 constexpr unsigned int kHighestPort = 65535;
 constexpr const char* kBroadcastAddress = "255.255.255.255";
 constexpr std::size_t kAddressTextSize = 16;
-
-// The first IPv4 address of a host name in host byte order. False when there is none.
-bool LookUpHost(const char* name, unsigned int& address) {
-    constexpr std::size_t kLargestBuffer = 1 << 20;
-    for (std::size_t size = 1024; size <= kLargestBuffer; size *= 4) {
-        const std::unique_ptr<char[]> buffer(new (std::nothrow) char[size]);
-        if (buffer == nullptr) return false;
-        hostent record{};
-        hostent* found = nullptr;
-        int lookUpError = 0;
-        const int error = gethostbyname2_r(name, AF_INET, &record, buffer.get(), size, &found, &lookUpError);
-        if (error == ERANGE) continue;
-        if (error != 0 || found == nullptr || found->h_length < 4 || found->h_addr_list[0] == nullptr)
-            return false;
-        in_addr first{};
-        std::memcpy(&first, found->h_addr_list[0], sizeof first);
-        address = ntohl(first.s_addr);
-        return true;
-    }
-    return false;
-}
 
 // Asks the system itself, for a process without the process file system.
 bool IsOpenSocket(int handle) {
@@ -162,7 +138,7 @@ int CSocketFacade::GetIpByName(const char* name, unsigned int& address) const {
     } else if (address != 0) {
         return 0;
     }
-    if (LookUpHost(name, address)) return 0;
+    if (Calls::LookUpHost(name, address)) return 0;
     Report::Failed();
     return 4;
 }

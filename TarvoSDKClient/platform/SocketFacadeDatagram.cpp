@@ -40,6 +40,9 @@ bool Join(int socket, const char* group, in_addr_t interfaceAddress) {
     return Calls::SetOption(socket, IPPROTO_IP, IP_ADD_MEMBERSHIP, MakeMembership(group, interfaceAddress)) == 0;
 }
 
+// Of a group that another socket of this host has joined elsewhere, nothing. Done without where the system cannot.
+void TakeOwnGroupsOnly(int socket) { Calls::SetOption(socket, IPPROTO_IP, IP_MULTICAST_ALL, 0); }
+
 // A datagram socket that several processes may bind to the same port.
 int OpenShared(int& socket, int line = __builtin_LINE()) {
     socket = Calls::OpenSocket(kProtocolUdp, line);
@@ -85,6 +88,7 @@ int CSocketFacade::Multicast(int& socket, const char* localAddress, const char* 
     }
     const sockaddr_in local = Calls::MakeLocalAddress(localAddress, port);
     if (OpenShared(socket) != 0) return 1;
+    TakeOwnGroupsOnly(socket);
     if (Calls::Bind(socket, local) != 0) return GiveUp(*this, socket);
     if (!SelectInterface(socket, local.sin_addr.s_addr)) return GiveUp(*this, socket);
     SetLoopAndHops(socket, loop);
@@ -99,6 +103,7 @@ int CSocketFacade::Multicast(int& socket, const unsigned int* interfaces, unsign
         return 1;
     }
     if (OpenShared(socket) != 0) return 1;
+    TakeOwnGroupsOnly(socket);
     if (Calls::Bind(socket, Calls::MakeAddress(INADDR_ANY, port)) != 0) return GiveUp(*this, socket);
     if (!SelectInterface(socket, INADDR_ANY)) return GiveUp(*this, socket);
     if (count != 0 && interfaces != nullptr) return JoinInterfaces(socket, interfaces, count, group, loop);
@@ -183,7 +188,7 @@ int CSocketFacade::ReceiveFrom(int socket, void* buffer, unsigned int& length, c
 }
 
 int CSocketFacade::ReceiveBatch(int socket, CDatagramBatch& batch) const {
-    batch.m_count = 0;
+    batch.Prepare();
     if (socket == -1) {
         Report::Failed();
         return 1;

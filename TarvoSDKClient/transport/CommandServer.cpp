@@ -12,6 +12,7 @@
 #include "client/GlobalObject.h"
 #include "platform/Presence.h"
 #include "platform/Reports.h"
+#include "platform/StreamSocket.h"
 #include "platform/Utility.h"
 
 using System::CDatagramBatch;
@@ -19,6 +20,7 @@ using System::CGuard;
 using System::CPlainGuard;
 using System::CPresence;
 using System::CUtility;
+namespace StreamSocket = System::StreamSocket;
 
 namespace {
 
@@ -26,11 +28,13 @@ constexpr unsigned int kSendAreaSize = 131072;
 constexpr unsigned int kJoinAreaSize = 524288;
 constexpr unsigned int kPauseAfterFailureMs = 10; // keeps a failing receive from spinning
 
-const System::CSocketFacade& Facade() { return CommonKit::TSingletons<CGlobalObject>::Instance().SocketFacade(); }
-
 } // namespace
 
 CCommandServer::~CCommandServer() { Stop(); }
+
+const System::CSocketFacade& CCommandServer::Facade() {
+    return CommonKit::TSingletons<CGlobalObject>::Instance().SocketFacade();
+}
 
 int CCommandServer::Start(const char* /*localAddress*/, const char* address, int port, bool loopback) {
     if (!Claim()) return 1;
@@ -68,11 +72,8 @@ bool CCommandServer::Claim() {
 }
 
 int CCommandServer::OpenPeerSocket(int& handle, bool loopback) {
-    if (!m_multicast) return Facade().Client(handle, m_address.c_str(), m_port, System::kProtocolUdp, 0);
-    std::array<unsigned int, kMaxLocalAddresses> interfaces{};
-    unsigned int count = 0;
-    Facade().GetLocalAddress(interfaces.data(), count);
-    return Facade().Multicast(handle, interfaces.data(), count, m_address.c_str(), m_port, loopback);
+    if (m_multicast) return OpenGroupSocket(handle, loopback);
+    return Facade().Client(handle, m_address.c_str(), m_port, System::kProtocolUdp, 0);
 }
 
 int CCommandServer::StartWith(bool opened, int handle) {
@@ -81,7 +82,8 @@ int CCommandServer::StartWith(bool opened, int handle) {
         unsigned int count = 0;
         Facade().GetLocalAddress(m_localAddresses.data(), count);
         m_localAddressCount = static_cast<int>(count);
-        setsockopt(handle, SOL_SOCKET, SO_RCVBUF, &kSocketReceiveBuffer, sizeof kSocketReceiveBuffer);
+        StreamSocket::Prepare(handle, kSocketReceiveBuffer);
+        m_ledger.Reset(kSocketReceiveBuffer, StreamSocket::GrantedBuffer(handle));
         m_socket.SetSocket(handle, System::kProtocolUdp);
         if (CreateResources() == 0) return 0;
     }
@@ -125,10 +127,9 @@ void CCommandServer::WakeAndShutDown() {
     ShutDownSocket();
 }
 
-// The address of a group does not change while the endpoint runs.
 void CCommandServer::ShutDownSocket() {
     if (m_multicast)
-        m_socket.ShutDown(m_address.c_str());
+        ShutDownGroupSocket();
     else
         m_socket.ShutDown();
 }
@@ -189,6 +190,8 @@ bool CCommandServer::ReceiveOnce() {
         Report::Failed();
         return false;
     }
+    if (m_mayBeFull) m_ledger.SawWaiting(StreamSocket::Waiting(m_socket));
+    m_mayBeFull = false;
     if (m_socket.Receive(m_receiveArea) != 0) {
         Report::Failed();
         CUtility::Sleep(kPauseAfterFailureMs);
@@ -198,6 +201,7 @@ bool CCommandServer::ReceiveOnce() {
     do {
         HandleDatagram(m_receiveArea[handled]);
     } while (++handled < m_receiveArea.Count() && m_running);
+    m_mayBeFull = m_mayBeFull || m_receiveArea.IsFull();
     return true;
 }
 
@@ -210,6 +214,7 @@ void CCommandServer::HandleDatagram(const CDatagramBatch::Datagram& datagram) {
     if (!m_running || IsOwnDatagram(htonl(datagram.sender), datagram.senderPort)) return;
     if (datagram.sender != m_sender) Facade().ChangeIpAddress(datagram.sender, m_senderText, sizeof m_senderText);
     m_sender = datagram.sender;
+    m_ledger.Received(datagram);
     DisposeStream(m_senderText, datagram.senderPort, datagram.data, datagram.length);
 }
 

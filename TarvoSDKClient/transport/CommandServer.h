@@ -15,8 +15,11 @@
 #include "platform/Mutex.h"
 #include "platform/PlainMutex.h"
 #include "platform/SocketTransfer.h"
+#include "transport/FeedList.h"
+#include "transport/GroupChoice.h"
 #include "transport/RequestGate.h"
 #include "transport/SequenceEventSet.h"
+#include "transport/StreamLedger.h"
 #include "transport/Thread.h"
 
 // One pending request.
@@ -30,20 +33,23 @@ struct sSequenceEntry {
 };
 
 // Source files by chapter: CommandServer (life and receive loop), CommandServerSend (framing),
-// CommandServerInbound (from a datagram to its handling), CommandServerRequests (who waits for what),
-// CommandServerReplies (from a reply to the request that it answers).
+// CommandServerInbound (from a datagram to its handling), CommandServerGroup (where it joins),
+// CommandServerRequests (who waits for what), CommandServerReplies (from a reply to the request that it answers).
 //
 // Threads: the application's threads start, stop, send and call; the receive thread runs RunTask, the
 // Dispose operations and through them the application's callbacks, with no lock held. Start and Stop are for
 // one thread at a time.
 //
-// Lock order: m_mutex, then the event set's own lock, then a signal's. m_userDataLock is taken alone.
+// Lock order: m_mutex, then the event set's own lock, then a signal's. m_userDataLock and m_joinedLock are taken
+// alone.
 class CCommandServer {
 public:
     // Keys of the pointers that are handed back to the application with its callbacks.
     enum DataType : int { DataType_Stream = 1, DataType_ForcePlate = 2 };
 
     CCommandServer() = default;
+    // Frames go to these feeds as well, which outlive the endpoint.
+    explicit CCommandServer(CFeedList* feeds) : m_feeds(feeds) {}
     ~CCommandServer();
     CCommandServer(const CCommandServer&) = delete;
     CCommandServer& operator=(const CCommandServer&) = delete;
@@ -71,6 +77,15 @@ public:
     int IsLocalAddress(unsigned int address) const;
     // Callable in every state, from any thread. 0.
     int SetUserData(DataType type, void* value);
+
+    // Where the next start towards a group joins it; the system's default unless it is told. For the thread that
+    // starts.
+    void JoinOn(const GroupChoice& choice) { m_choice = choice; }
+
+    // ---- What the stream is like, from any thread, of the latest start. The feeds' values are left alone.
+    void ReportStream(sStreamStatistics& statistics) const;
+    // In a callback for a frame, on the receive thread: the frame's times.
+    const sFrameTimes& FrameInHand() const { return m_times; }
 
     // The receive loop: returns when the endpoint stops.
     int RunTask();
@@ -120,17 +135,26 @@ private:
     static constexpr unsigned int kNoPort = 0;           // nothing comes from it
 
     // Life
+    static const System::CSocketFacade& Facade();
     bool Claim();
     int StartWith(bool opened, int handle);
     int CreateResources() TARVO_NO_THREAD_SAFETY;
     int OpenPeerSocket(int& handle, bool loopback) TARVO_NO_THREAD_SAFETY;
     void WakeAndShutDown();
-    void ShutDownSocket() TARVO_NO_THREAD_SAFETY;
+    void ShutDownSocket();
     void FinishStop() TARVO_NO_THREAD_SAFETY;
     bool ReceiveOnce();
     void HandleDatagram(const System::CDatagramBatch::Datagram& datagram);
     bool IsOwnDatagram(unsigned int sender, unsigned int senderPort) const;
     void* UserData(DataType type);
+
+    // Group
+    int OpenGroupSocket(int& handle, bool loopback) TARVO_NO_THREAD_SAFETY;
+    int OpenOnDefault(int& handle, bool loopback) TARVO_NO_THREAD_SAFETY;
+    void ShutDownGroupSocket() TARVO_NO_THREAD_SAFETY;
+    System::HostInterfaces::Interface DefaultInterface() const TARVO_NO_THREAD_SAFETY;
+    void TellJoined(const System::HostInterfaces::Interface& interface);
+    void ReportInterface(sStreamStatistics& statistics) const;
 
     // Sending
     void SendMessage(int type, const unsigned char* data, int length, unsigned int sequence)
@@ -138,10 +162,12 @@ private:
 
     // Inbound
     void LearnPeer(const char* sender, unsigned int senderPort);
-    bool ExpectsFragment(unsigned int index);
+    bool ReadHeader(const unsigned char* datagram, unsigned int length, tagPackageHeader& header);
+    bool ExpectsFragment(const tagPackageHeader& header, const unsigned char* payload, unsigned int length);
     int JoinFragment(const char* sender, unsigned int senderPort, const tagPackageHeader& header,
                      const unsigned char* payload, unsigned int length);
     int DisposeFrame(const unsigned char* payload, unsigned int length);
+    void HandOn(sFrameOfMocapData* frame, const unsigned char* payload, unsigned int length);
     int DisposeMedia(const char* sender, unsigned int senderPort, const tagPackageHeader& header,
                      const unsigned char* payload, unsigned int length);
 
@@ -154,7 +180,12 @@ private:
     int Register(sPacket* reply, unsigned int& sequence) TARVO_REQUIRES(m_mutex);
     sSequenceEntry* FindSequence(unsigned int sequence) TARVO_REQUIRES(m_mutex);
 
+    // Constant.
+    CFeedList* const m_feeds = nullptr;
+
     // Constant after start.
+    GroupChoice m_choice;
+    bool m_joinedChoice = false; // or the default instead
     bool m_multicast = false;
     bool m_learnsPeer = false;
     bool m_requestsReady = false;                                    // mutex and events are created
@@ -168,7 +199,13 @@ private:
     CRequestGate m_gate;                // who is inside Send and Call
     System::CSocketTransfer m_socket;
 
+    CStreamLedger m_ledger; // written by the receive thread
+    mutable System::CPlainMutex m_joinedLock;
+    System::HostInterfaces::Interface m_joined TARVO_GUARDED_BY(m_joinedLock); // the one to tell of
+
     // Receive thread only.
+    sFrameTimes m_times{};    // of the frame in hand
+    bool m_mayBeFull = false; // a callback has taken long, or as many datagrams waited as one call takes
     std::uint8_t m_expectedFragment = 0; // 0 when no message is being joined
     unsigned int m_sender = 0;           // of the latest datagram, host byte order
     char m_senderText[kAddressTextSize] = "0.0.0.0";

@@ -42,8 +42,11 @@ void operator delete(void* memory, std::size_t) noexcept { Give(memory); }
 void operator delete[](void* memory, std::size_t) noexcept { Give(memory); }
 
 // What a socket cannot serve without, what it needs beside others on its port, and what only makes it better.
-static const char* KindOf(int level, int option) {
-    if (level == IPPROTO_IP && (option == IP_MULTICAST_IF || option == IP_ADD_MEMBERSHIP)) return "joining";
+static const char* KindOf(int level, int option, const void* value) {
+    // The stream of a server on this host is joined twice; choosing an interface matters for the first time only.
+    in_addr interface {};
+    std::memcpy(&interface, value, sizeof interface);
+    if (level == IPPROTO_IP && option == IP_MULTICAST_IF && interface.s_addr == INADDR_ANY) return "joining";
     return level == SOL_SOCKET && option == SO_REUSEADDR ? "sharing" : "tuning";
 }
 // A text or a greeting, whose arrival nobody waits for, or a request.
@@ -63,7 +66,7 @@ STAND_IN("thread", int, pthread_create, EAGAIN,
 STAND_IN("mutex", int, pthread_mutex_init, ENOMEM, (pthread_mutex_t * m, const pthread_mutexattr_t* a), (m, a))
 STAND_IN("condition", int, pthread_cond_init, ENOMEM, (pthread_cond_t * c, const pthread_condattr_t* a), (c, a))
 STAND_IN("socket", int, socket, -1, (int domain, int type, int protocol), (domain, type, protocol))
-STAND_IN(KindOf(l, o), int, setsockopt, -1, (int s, int l, int o, const void* v, socklen_t n), (s, l, o, v, n))
+STAND_IN(KindOf(l, o, v), int, setsockopt, -1, (int s, int l, int o, const void* v, socklen_t n), (s, l, o, v, n))
 STAND_IN("bind", int, bind, -1, (int s, To address, socklen_t size), (s, address, size))
 STAND_IN(KindOf(d), ssize_t, sendto, -1, (int s, const void* d, size_t n, int f, To to, socklen_t m),
          (s, d, n, f, to, m))
