@@ -1,60 +1,35 @@
-// Hands frames to a thread of one's own, for work that takes longer than a callback may.
+// Reads frames on a thread of one's own, for work that takes longer than a callback may.
 // Usage: worker_thread SERVER [FRAMES]; ends on Ctrl-C, or after so many frames.
 //
-// OnFrame may keep nothing of its frame, so it copies it with all arrays (Quorin_CopyFrame); whoever takes the
-// copy releases it (Quorin_FreeFrame). A worker that falls behind misses frames rather than filling the memory.
-// SIGINT is blocked in every thread, and the main thread waits for it.
-#include <TarvoSDKClient.h>
+// A feed keeps the frames that the worker has not come to yet, here up to 64: a worker that falls behind misses
+// the oldest ones rather than filling the memory, and the feed tells how many. What Quorin_NextFrame fills in
+// belongs to the worker, which releases it. When the session ends, the worker gets what is left and then a result
+// that is not 0. SIGINT is blocked in every thread, and the main thread waits for it.
+#include <TarvoStream.h>
 #include <unistd.h>
 
-#include <condition_variable>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <deque>
 #include <memory>
-#include <mutex>
 #include <thread>
 
-struct FreeCopy {
-    void operator()(sFrameOfMocapData* frame) const {
-        Quorin_FreeFrame(frame);
-        delete frame;
+static void Work(void* feed, long wanted) {
+    const auto frame = std::make_unique<sFrameOfMocapData>();
+    sFrameTimes times;
+    for (long seen = 0; wanted == 0 || seen < wanted; ++seen) {
+        if (Quorin_NextFrame(feed, TARVO_WAIT_FOREVER, frame.get(), nullptr, &times) != 0) break;
+        const double delayMs = static_cast<double>(times.deliveryMonotonicNs - times.arrivalMonotonicNs) / 1e6;
+        std::printf("frame %d: %d skeletons, handed on %.3f ms after it arrived\n", frame->frameNumber,
+                    frame->skeletonCount, delayMs); // the work
+        Quorin_FreeFrame(frame.get());
     }
-};
-using FrameCopy = std::unique_ptr<sFrameOfMocapData, FreeCopy>;
-
-class Worker {
-public:
-    explicit Worker(long wanted) : m_thread([this, wanted](const std::stop_token& stop) { Work(stop, wanted); }) {}
-
-    static void OnFrame(sFrameOfMocapData* frame, void* self) {
-        Worker& worker = *static_cast<Worker*>(self);
-        FrameCopy copy(new sFrameOfMocapData());
-        if (Quorin_CopyFrame(frame, copy.get()) != 0) return; // out of memory: this frame is missed
-        const std::lock_guard lock(worker.m_mutex);
-        if (worker.m_frames.size() < 64) worker.m_frames.push_back(std::move(copy));
-        worker.m_arrived.notify_one();
-    }
-
-private:
-    void Work(const std::stop_token& stop, long wanted) {
-        for (long seen = 0; wanted == 0 || seen < wanted; ++seen) {
-            std::unique_lock lock(m_mutex);
-            if (!m_arrived.wait(lock, stop, [this] { return !m_frames.empty(); })) return;
-            const FrameCopy frame = std::move(m_frames.front());
-            m_frames.pop_front();
-            lock.unlock();
-            std::printf("frame %d: %d skeletons\n", frame->frameNumber, frame->skeletonCount); // the work
-        }
-        kill(getpid(), SIGINT);
-    }
-
-    std::mutex m_mutex;
-    std::condition_variable_any m_arrived;
-    std::deque<FrameCopy> m_frames; // guarded by m_mutex
-    std::jthread m_thread;          // last: it ends before what it uses
-};
+    sFeedStatistics statistics{};
+    statistics.size = sizeof statistics;
+    if (Quorin_GetFeedStatistics(feed, &statistics) == 0)
+        std::printf("%llu frames were missed\n", static_cast<unsigned long long>(statistics.dropped));
+    kill(getpid(), SIGINT);
+}
 
 int main(int argc, char** argv) {
     if (argc < 2) return 2;
@@ -63,15 +38,20 @@ int main(int argc, char** argv) {
     sigaddset(&interrupt, SIGINT);
     pthread_sigmask(SIG_BLOCK, &interrupt, nullptr);
 
-    Worker worker(argc > 2 ? std::atol(argv[2]) : 0); // outlives the client, which calls it
     TarvoSDKClient client;
     client.SetVerbosityLevel(0); // no log lines among the output
-    int result = client.SetDataCallback(&Worker::OnFrame, &worker);
+    void* feed = nullptr;
+    int result = Quorin_OpenFeed(&client, 64, &feed);
     if (result == 0) result = client.Initialize(argv[1]);
     if (result != 0) {
         std::fprintf(stderr, "no stream from %s: %d\n", argv[1], result);
+        Quorin_CloseFeed(feed);
         return 1;
     }
+    std::thread worker(Work, feed, argc > 2 ? std::atol(argv[2]) : 0);
     sigwait(&interrupt, &result);
-    return client.Uninitialize();
+    result = client.Uninitialize();
+    worker.join();
+    Quorin_CloseFeed(feed);
+    return result;
 }

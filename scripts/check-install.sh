@@ -9,15 +9,18 @@ root=$work/root
 
 if [ "${1:-}" = --inside ]; then
   failed=0
-  for program in "$work"/*/{print_frames,print_frames_c,poll_queue,force_plates,worker_thread,descriptions}; do
+  for program in "$work"/*/{print_frames{,_c},poll_queue,force_plates,worker_thread,{watch_silence,event_loop}_c,descriptions}; do
     [ -x "$program" ] || continue
     wanted='^frame [0-9]+'
     [ "${program##*/}" != descriptions ] || wanted='^skeleton [0-9]+ Figure1: [1-9][0-9]* bones$'
-    # They end in both ways: some after so many frames, some on Ctrl-C.
+    # They end in both ways, as far as they know both: some after so many frames, some on Ctrl-C.
     ending=(timeout 30 "$program" 127.0.0.1 20)
-    [[ $program != */pkg-config/* ]] || ending=(timeout --preserve-status --signal INT 3 "$program" 127.0.0.1)
+    case $program in
+      */watch_silence_c | */event_loop_c) ;;
+      */pkg-config/*) ending=(timeout --preserve-status --signal INT 3 "$program" 127.0.0.1) ;;
+    esac
     code=0
-    "${ending[@]}" >"$program.out" 2>&1 || code=$?
+    "${ending[@]}" </dev/null >"$program.out" 2>&1 || code=$?
     lines=$(grep -cE "$wanted" "$program.out" || true)
     echo "${program#"$work"/}: code $code, $lines lines as expected"
     [ "$code" = 0 ] && [ "$lines" -gt 0 ] || { head -n 5 "$program.out"; failed=1; }

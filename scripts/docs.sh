@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Makes the reference of the public header, build/docs/html/index.html, and checks the pages. What is not documented,
+# Makes the reference of the public headers, build/docs/html/index.html, and checks the pages. What is not documented,
 # a link that leads nowhere, and a finding of velmar doctor without an explanation are errors.
 set -eu
 cd "$(dirname "$0")/.."

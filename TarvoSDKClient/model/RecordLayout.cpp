@@ -3,6 +3,7 @@
 #include <type_traits>
 
 #include "TarvoSDKClient.h"
+#include "TarvoStream.h"
 
 #if defined(__x86_64__)
 
@@ -102,6 +103,25 @@ TARVO_SIZE(sForcePlates, 232, 4);
 TARVO_AT(sForcePlates, frameNumber, 0);
 TARVO_AT(sForcePlates, plateCount, 4);
 TARVO_AT(sForcePlates, plates, 8);
+
+TARVO_SIZE(sFrameTimes, 32, 8);
+TARVO_AT(sFrameTimes, lastArrivalNs, 8);
+TARVO_AT(sFrameTimes, arrivalMonotonicNs, 16);
+TARVO_AT(sFrameTimes, deliveryMonotonicNs, 24);
+
+TARVO_SIZE(sFeedStatistics, 32, 8);
+TARVO_AT(sFeedStatistics, received, 8);
+TARVO_AT(sFeedStatistics, waiting, 24);
+
+// It grows at its end only.
+TARVO_SIZE(sStreamStatistics, 264, 8);
+TARVO_AT(sStreamStatistics, datagrams, 8);
+TARVO_AT(sStreamStatistics, kernelDropped, 48);
+TARVO_AT(sStreamStatistics, framesDelivered, 88);
+TARVO_AT(sStreamStatistics, missingNeverSeen, 136);
+TARVO_AT(sStreamStatistics, intervalMedianNs, 160);
+TARVO_AT(sStreamStatistics, receiveBufferFullest, 240);
+TARVO_AT(sStreamStatistics, interfaceName, 248);
 
 #undef TARVO_AT
 #undef TARVO_SIZE

@@ -46,6 +46,7 @@ struct Bench {
 void MeasureReceivePath(Bench& bench);
 void MeasurePaced(Bench& bench);
 void MeasureQueued(Bench& bench);
+void MeasureFeeds(Bench& bench);
 void MeasureLatency(Bench& bench);
 void MeasureRoundTrip(Bench& bench);
 void MeasureSustainedRate(Bench& bench);
@@ -57,5 +58,10 @@ std::vector<Row> MeasureMemory();
 // Processor microseconds of the receive thread for a frame when the next one leaves as soon as the last one was
 // received.
 double ReceiveInStep(FrameSender& sender, Receiver& receiver, int frames);
+// The same at a rate.
+double ReceivePaced(FrameSender& sender, Receiver& receiver, int frames, int rate);
+// The same of frames that wait in the socket when the receiver comes to it; in each round as many as there is room
+// for in every socket.
+double ReceiveQueued(FrameSender& sender, Receiver& receiver, int rounds);
 
 #endif

@@ -10,10 +10,6 @@ double ReceiveInStep(FrameSender& sender, Receiver& receiver, int frames) {
     return receiver.arrivals.ProcessorTime();
 }
 
-namespace {
-
-constexpr int kFillsTheQueue = 40; // of the library, which then lets a frame go for each that comes
-
 double ReceivePaced(FrameSender& sender, Receiver& receiver, int frames, int rate) {
     receiver.arrivals.Expect(frames);
     sender.Stream(receiver, frames, rate);
@@ -21,7 +17,6 @@ double ReceivePaced(FrameSender& sender, Receiver& receiver, int frames, int rat
     return receiver.arrivals.ProcessorTime();
 }
 
-// Frames that wait in the socket when the receiver comes to it; as many as there is room for in every socket.
 double ReceiveQueued(FrameSender& sender, Receiver& receiver, int rounds) {
     constexpr int kDatagrams = 120;
     const int frames = 1 + kDatagrams / sender.Datagrams();
@@ -39,6 +34,10 @@ double ReceiveQueued(FrameSender& sender, Receiver& receiver, int rounds) {
     }
     return sum / rounds;
 }
+
+namespace {
+
+constexpr int kFillsTheQueue = 40; // of the library, which then lets a frame go for each that comes
 
 } // namespace
 

@@ -21,5 +21,6 @@ void RegisterPair(const std::string& whatAndLoad, Ours ours, Least floor) {
 
 void RegisterCodecs();
 void RegisterForcePlates();
+void RegisterLedgers();
 
 #endif

@@ -23,6 +23,7 @@ int main(int argc, char** argv) {
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
     RegisterCodecs();
     RegisterForcePlates();
+    RegisterLedgers();
     benchmark::RunSpecifiedBenchmarks();
     return 0;
 }

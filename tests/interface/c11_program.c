@@ -1,8 +1,9 @@
-/* The public header and the shared library as a C program uses them. Exits with 0 when all holds. */
+/* The public headers and the shared library as a C program uses them. Exits with 0 when all holds. */
 #include <stdio.h>
 #include <string.h>
 
 #include "TarvoSDKClient.h"
+#include "TarvoStream.h"
 
 static int failures;
 
@@ -28,6 +29,20 @@ static void CheckFrames(void) {
     Check(Quorin_FreeFrame(&copy) == 0 && copy.otherMarkers == NULL, "a freed frame is zero");
 }
 
+static void CheckStream(void* client) {
+    static sFrameOfMocapData frame;
+    sFrameTimes times;
+    sStreamStatistics statistics = {.size = sizeof statistics};
+    void* feed = NULL;
+    Check(Quorin_OpenFeed(client, TARVO_MAX_FEED_FRAMES, &feed) == 0 && feed != NULL, "a feed is opened");
+    Check(Quorin_NextFrame(feed, 0, &frame, NULL, &times) == 9, "no frame waits in it");
+    Check(Quorin_FeedDescriptor(feed) >= 0, "it can be polled");
+    Check(Quorin_CloseFeed(feed) == 0 && Quorin_NextFrame(feed, 0, &frame, NULL, NULL) == 2, "a feed is closed");
+    Check(Quorin_GetStreamStatistics(client, &statistics) == 0 && statistics.size == sizeof statistics &&
+              statistics.interfaceState == StreamNotJoined && statistics.datagrams == 0,
+          "an idle client has seen nothing");
+}
+
 int main(void) {
     void* client = NULL;
     unsigned char version[4] = {0};
@@ -42,6 +57,7 @@ int main(void) {
           "a timecode is printed");
     Check(GetLastFrameOfMocapData(client) == NULL, "no frame has come");
     CheckFrames();
+    CheckStream(client);
     Check(DestroyClient(client) == 0, "the client is destroyed");
     return failures == 0 ? 0 : 1;
 }
