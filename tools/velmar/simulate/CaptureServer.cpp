@@ -33,7 +33,7 @@ CaptureServer::CaptureServer(const ServerOptions& options, FrameComposer& compos
     m_commands.Bind(kDefaultCommandPort);
     const Load& load = composer.Amounts();
     Say(fmt::format("serving port {}, streaming to {} at {:g} Hz, {}", kDefaultCommandPort, ToText(GroupAddress()),
-                    options.rate, m_stream.Way()));
+                    options.rate, m_stream.Outlet().Way()));
     Say(composer.Figure().Summary());
     Say(fmt::format("a frame holds {}, {}, {}, {}, {}, {}, {}: {}", Counted(load.skeletons, "skeleton"),
                     Counted(load.markerSets, "marker set"), Counted(load.rigidBodies, "rigid body"),
@@ -97,7 +97,7 @@ void CaptureServer::SendDueFrames() {
 
 void CaptureServer::SendFrame() {
     if (!m_stream.Send(m_pacer.StreamSeconds())) {
-        if (m_desk.Frames() == 0) StreamOutlet::ThrowNothingLeaves();
+        if (m_desk.Frames() == 0) m_stream.Outlet().ThrowNothingLeaves();
         if (m_cutShort++ == 0)
             Say(fmt::format("a frame did not leave whole: {}", std::generic_category().message(errno)));
     }

@@ -12,8 +12,8 @@
 #include "wire/StreamOutlet.h"
 
 struct StreamOptions {
-    std::optional<std::string> interface;
-    int hops = 0;                          // 0 keeps the stream on this machine, 1 in the next network
+    std::optional<std::string> interface; // as StreamOutlet takes it, and so the hops
+    std::optional<int> hops;
     std::optional<std::string> frameLog;   // a file that gets a line for every frame
     std::optional<long long> restartEvery; // frames, after which their numbers begin anew
 };
@@ -30,7 +30,7 @@ public:
     // The next frame of the stream, at this time of it. False with errno set when the system did not take all.
     bool Send(double seconds);
 
-    std::string Way() const { return m_outlet.Way(); }
+    const StreamOutlet& Outlet() const { return m_outlet; }
 
 private:
     Bytes Encode(sFrameOfMocapData& frame);

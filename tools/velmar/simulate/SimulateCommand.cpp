@@ -26,8 +26,8 @@ constexpr const char* kFooter =
     "Examples:\n"
     "  $ velmar simulate\n"
     "  $ velmar simulate --motion walk.bvh --rate 240 --skeletons 3\n\n"
-    "Clients find the server at this machine's address. To reach other machines, name the interface and let the\n"
-    "datagrams leave this one: velmar simulate --interface 192.168.1.10 --ttl 1\n\n"
+    "Clients on this machine find the server at 127.0.0.1. To reach those of a network, name the interface that\n"
+    "is in it: velmar simulate --interface eth1\n\n"
     "Positions are metres, z up. Timecodes count 30 frames a second, subframes hundredths of a frame.\n"
     "Text commands of clients: ";
 
@@ -111,10 +111,13 @@ void AddServer(CLI::App& app, Options& o) {
     app.add_option("--server-version", o.version, "The version that the server states")
         ->default_str("the library's")
         ->check(CLI::Validator(CheckVersion, "A.B.C.D"));
-    app.add_option("--interface", o.server.stream.interface, "Stream through the interface with this address")
-        ->type_name("ADDRESS");
+    app.add_option("--interface", o.server.stream.interface,
+                   "Stream through the interface of this name or address, to its network")
+        ->type_name("INTERFACE")
+        ->default_str("the loopback interface");
     app.add_option("--ttl", o.server.stream.hops,
                    "Hops of the stream: 0 keeps it on this machine, 1 in the next network")
+        ->default_str("1 with --interface, 0 without")
         ->check(WholeNumber(0, 255));
 }
 

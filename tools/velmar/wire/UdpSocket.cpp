@@ -40,8 +40,10 @@ void UdpSocket::SetMulticastHops(int hops) {
         ThrowLastError("the multicast hop limit cannot be set");
 }
 
-bool UdpSocket::SetMulticastInterface(in_addr interface) {
-    return setsockopt(m_handle, IPPROTO_IP, IP_MULTICAST_IF, &interface, sizeof interface) == 0;
+void UdpSocket::SetMulticastInterface(unsigned int interface, in_addr sender) {
+    const ip_mreqn way{{}, sender, static_cast<int>(interface)};
+    if (setsockopt(m_handle, IPPROTO_IP, IP_MULTICAST_IF, &way, sizeof way) != 0)
+        ThrowLastError("the interface of multicast datagrams cannot be set");
 }
 
 bool UdpSocket::SendTo(const sockaddr_in& to, Bytes datagram) {
@@ -62,12 +64,12 @@ void UdpSocket::JoinGroup(const sockaddr_in& group) {
     const int yes = 1;
     if (setsockopt(m_handle, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes) != 0 ||
         bind(m_handle, reinterpret_cast<const sockaddr*>(&group), sizeof group) != 0 ||
-        !BecomeMember(group.sin_addr, {}))
+        !BecomeMember(group.sin_addr, 0))
         ThrowLastError(fmt::format("the group {} cannot be joined", ToText(group)));
 }
 
-bool UdpSocket::BecomeMember(in_addr group, in_addr interface) {
-    const ip_mreqn membership{group, interface, 0};
+bool UdpSocket::BecomeMember(in_addr group, unsigned int interface) {
+    const ip_mreqn membership{group, {}, static_cast<int>(interface)};
     return setsockopt(m_handle, IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership, sizeof membership) == 0;
 }
 

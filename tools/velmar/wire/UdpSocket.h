@@ -27,14 +27,14 @@ public:
     // its route leads.
     void JoinGroup(const sockaddr_in& group);
 
-    // Makes this machine a member on the interface with this address, or that of the route to the group; false
-    // when the system refuses. What is sent to the group arrives at sockets of its port only.
-    bool BecomeMember(in_addr group, in_addr interface);
+    // Makes this machine a member on the interface with this number, with 0 on that of the route to the group;
+    // false when the system refuses. What is sent to the group arrives at sockets of its port only.
+    bool BecomeMember(in_addr group, unsigned int interface);
 
-    // How far multicast datagrams go (0: they stay on this machine), and through which interface: false when
-    // no interface has this address.
+    // How far multicast datagrams go (0: they stay on this machine), and through which interface, with which of
+    // its addresses as their sender's.
     void SetMulticastHops(int hops);
-    bool SetMulticastInterface(in_addr interface);
+    void SetMulticastInterface(unsigned int interface, in_addr sender);
 
     // False with errno set when the system does not take the datagram.
     bool SendTo(const sockaddr_in& to, Bytes datagram);
