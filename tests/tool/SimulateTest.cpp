@@ -73,3 +73,11 @@ TEST(Simulate, StreamsWhereItSaysAndNeedsNoRouteForTheGroup) {
     EXPECT_THAT(Output("simulate --interface cable", 1),
                 HasSubstr("nothing can be sent to 239.239.239.52:5231 over"));
 }
+
+// Of which the loopback interface is all that it has.
+TEST(Simulate, IsRecordedOnAMachineWithoutANetwork) {
+    const Machine alone{};
+    Shell("ip link set lo up");
+    const Server server("--rate 250");
+    EXPECT_THAT(Output("record 127.0.0.1 --frames 20 -o " + Path("alone.pcap"), 0), HasSubstr(": 20 frames in "));
+}

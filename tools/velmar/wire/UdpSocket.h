@@ -23,9 +23,10 @@ public:
     int Handle() const { return m_handle; }
     void Bind(int port);
 
-    // Receives what is sent to the group, beside other programs that do; joined through the interface to which
-    // its route leads.
-    void JoinGroup(const sockaddr_in& group);
+    // Receives what this server sends to the group, beside other programs that do. Joined as clients of the
+    // library join: on the interface that faces the server; for a server of this machine, that is the loopback
+    // interface, and that of the route to the group is joined besides; where neither can be, that of the route.
+    void JoinGroup(const sockaddr_in& group, in_addr server);
 
     // Makes this machine a member on the interface with this number, with 0 on that of the route to the group;
     // false when the system refuses. What is sent to the group arrives at sockets of its port only.
@@ -57,6 +58,8 @@ public:
     sockaddr_in LocalAddress(const sockaddr_in& peer) const;
 
 private:
+    bool BecomeMemberTowards(in_addr group, in_addr server);
+
     int m_handle;
 };
 
