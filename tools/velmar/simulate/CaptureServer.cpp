@@ -53,6 +53,7 @@ void CaptureServer::Run() {
         AnswerAll();
         SendDueFrames();
     }
+    if (!m_stream.Finish()) ++m_cutShort;
 }
 
 // Sleeps until a frame is due, a datagram arrives, or a signal does.
@@ -110,7 +111,7 @@ std::string CaptureServer::Summary() const {
     const double rate = frames > 1 && seconds > 0 ? static_cast<double>(frames - 1) / seconds : 0;
     return fmt::format(
         "{} sent in {:.2f} s ({:.2f} Hz), {} of them not whole; the latest was {:.1f} ms "
-        "late\nasked: {}\nfaults: {}",
+        "late\nasked: {}\nfaults: {}, {} left out",
         Counted(frames, "frame"), seconds, rate, m_cutShort, m_pacer.WorstLateness() * 1e3, m_desk.Summary(),
-        m_link.Summary());
+        m_link.Summary(), Counted(m_stream.LeftOut(), "number"));
 }

@@ -127,14 +127,19 @@ void AddFaults(CLI::App& app, Options& o) {
         const char* name;
         double& fraction;
         const char* what;
-    } fractions[] = {{"--loss", faults.loss, "are lost"},
-                     {"--duplicate", faults.duplicate, "come twice"},
-                     {"--reorder", faults.reorder, "change places with the next"},
-                     {"--corrupt", faults.corrupt, "have a byte changed"},
-                     {"--truncate", faults.truncate, "are cut"},
-                     {"--foreign", faults.foreign, "follow one of another protocol"}};
+    } fractions[] = {{"--loss", faults.loss, "datagrams that are lost"},
+                     {"--duplicate", faults.duplicate, "datagrams that come twice"},
+                     {"--reorder", faults.reorder, "datagrams that change places with the next"},
+                     {"--corrupt", faults.corrupt, "datagrams that have a byte changed"},
+                     {"--truncate", faults.truncate, "datagrams that are cut"},
+                     {"--wrong-magic", faults.wrongMagic, "datagrams that have another magic"},
+                     {"--foreign", faults.foreign, "datagrams that follow one of another protocol"},
+                     {"--lose-frames", faults.loseFrames, "frames that are lost, with all their datagrams"},
+                     {"--lose-middle", faults.loseMiddle,
+                      "frames of three datagrams or more that lose one, neither the first nor the last"},
+                     {"--skip", o.server.stream.skip, "frames before which the server leaves a number out"}};
     for (const auto& [name, fraction, what] : fractions)
-        app.add_option(name, fraction, fmt::format("Fraction of the datagrams that {}", what))
+        app.add_option(name, fraction, fmt::format("Fraction of the {}", what))
             ->check(Number(0, 1))
             ->group("Faults of the network");
     const auto fault = [&app](const char* name, auto& value, const char* what) {
@@ -142,10 +147,10 @@ void AddFaults(CLI::App& app, Options& o) {
     };
     fault("--burst", faults.burst, "Datagrams that are lost together")->check(WholeNumber(1, 100000));
     fault("--seed", faults.seed, "What the faults follow from")->check(WholeNumber(0, 1'000'000'000));
-    fault("--restart-every", o.server.stream.restartEvery, "Frames, after which their numbers begin anew")
+    fault("--restart-every", o.server.stream.restartEvery, "Numbers of frames, after which they begin anew")
         ->check(WholeNumber(1, 1'000'000'000));
     fault("--frame-log", o.server.stream.frameLog,
-          "Write a line for each frame: microseconds, number, checksum, whole or broken")
+          "Write a line for each frame: microseconds, number, checksum, whole or broken, counts of its datagrams")
         ->type_name("FILE");
 }
 
