@@ -22,7 +22,9 @@ public:
         const ip_mreqn membership{own.sin_addr, {}, static_cast<int>(if_nametoindex(interface))};
         const int zero = 0; // only what comes through an interface that this socket has joined
         const int one = 1;
+        const int roomForAll = 8 << 20; // as far as the system grants it
         setsockopt(m_socket, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+        setsockopt(m_socket, SOL_SOCKET, SO_RCVBUFFORCE, &roomForAll, sizeof roomForAll);
         setsockopt(m_socket, IPPROTO_IP, IP_MULTICAST_ALL, &zero, sizeof zero);
         EXPECT_EQ(setsockopt(m_socket, IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership, sizeof membership), 0);
         EXPECT_EQ(bind(m_socket, reinterpret_cast<const sockaddr*>(&own), sizeof own), 0);
@@ -69,7 +71,7 @@ struct Seen {
 
 private:
     void Join(std::uint32_t index, std::size_t size, std::size_t total, std::uint32_t start) {
-        const bool ends = index * 1462 + size == total;
+        const bool ends = std::size_t{index} * 1462 + size == total;
         first += index == 0;
         last += ends;
         if (index > 0 && index + 1 == m_next) return; // repeated
@@ -105,7 +107,7 @@ struct Logged {
     }
 };
 
-Seen Receive(const std::string& options) {
+Seen Receive(const std::string& options, const std::string& faults) {
     const Receiver receiver("lo");
     Seen seen;
     std::jthread reader([&](const std::stop_token& stop) {
@@ -114,7 +116,7 @@ Seen Receive(const std::string& options) {
             for (Bytes next; receiver.Hears(last ? 0 : 1) && !(next = receiver.Next(), false);) seen.Take(next);
         }
     });
-    Output("simulate --rate 1000 --rigid-bodies 12 " + options, 0); // three datagrams in a frame
+    Output("simulate --rate 1000 --rigid-bodies 12 " + options + ' ' + faults, 0); // three datagrams in a frame
     reader.request_stop();
     reader.join();
     return seen;
@@ -191,9 +193,8 @@ TEST(Simulate, TheFrameLogAccountsForEveryDatagram) {
          "torn", "skipped|broken datagrams=3 .*"}};
     for (const auto& [faults, happened, notWhole, frames] : rows) {
         SCOPED_TRACE(faults);
-        const std::string path = Path("frames.log");
-        Seen seen = Receive(faults + " --frames " + std::to_string(frames) + " --frame-log " + path);
-        Logged log(path);
+        Seen seen = Receive("--frame-log " + Path("frames.log") + " --frames " + std::to_string(frames), faults);
+        Logged log(Path("frames.log"));
         EXPECT_EQ(log.sums["datagrams"], 3 * frames);
         EXPECT_GT(log.sums[happened], 0);
         EXPECT_THAT(log.notWhole, testing::Each(testing::MatchesRegex(notWhole)));

@@ -107,14 +107,14 @@ bool FaultyLink::Deliver(const Parcel& parcel) {
 void FaultyLink::Join(const Parcel& parcel) {
     if (!parcel.place || parcel.state == Parcel::kRejected) return; // a client's stream has nothing of it
     const auto [frame, index] = *parcel.place;
-    if (parcel.state == Parcel::kUnclear) {
-        m_joined = {};
-    } else if (index == 0) {
+    const bool isClear = parcel.state != Parcel::kUnclear;
+    if (isClear && index > 0 && index + 1 == m_joined.next) return; // dropped as a repetition, whosever it is
+    if (isClear && index == 0) {
         m_joined = {frame->frame, 1, parcel.state == Parcel::kAltered};
-    } else if (index == m_joined.next) {
+    } else if (isClear && index == m_joined.next) {
         ++m_joined.next;
         m_joined.torn |= parcel.state == Parcel::kAltered || frame->frame != m_joined.frame;
-    } else if (index + 1 != m_joined.next) { // which is dropped as a repetition, whosever it is
+    } else {
         m_joined = {};
     }
     if (m_joined.next != frame->datagrams) return;
