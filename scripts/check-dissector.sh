@@ -31,7 +31,7 @@ values() { # values FILTER FIELD...: a line of the fields' values for each datag
   # The server's log has what stands at the end of a body.
   echo "Frames with the time and the checksum that they were sent with:" \
     "$(values "velmar.frame.number > 0" velmar.frame.{aux64,number,aux32} | sed 's/0x//; s/$/ whole/' |
-      grep -cxFf - "$work/frames.log")"
+      grep -cxFf - <(cut -d " " -f 1-4 "$work/frames.log"))"
   echo "Requests, then replies with the packet of their request: packet, type, text"
   values "velmar.request" frame.number velmar.{type,text}
   values "velmar.reply && velmar.fragment == 0" velmar.answers frame.number velmar.{type,text}

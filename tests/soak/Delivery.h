@@ -6,6 +6,7 @@
 #include <fstream>
 #include <map>
 #include <mutex>
+#include <string>
 #include <tuple>
 #include <vector>
 
@@ -19,7 +20,9 @@ using FrameLog = std::map<FrameId, bool>; // whether it left whole
 inline FrameLog ReadFrameLog(std::ifstream file) {
     FrameLog log;
     auto [time, number, checksum] = FrameId{};
-    for (std::string state; file >> time >> number >> std::hex >> checksum >> std::dec >> state;)
+    std::string counts;
+    for (std::string state; file >> time >> number >> std::hex >> checksum >> std::dec >> state;
+         std::getline(file, counts))
         log[{time, number, checksum}] = state == "whole";
     return log;
 }

@@ -1,31 +1,15 @@
 // The doctor in front of real faults: a server and a client in namespaces of their own, with two cables between.
 #include <arpa/inet.h>
-#include <fcntl.h>
-#include <sched.h>
 
 #include <nlohmann/json.hpp>
 #include <thread>
 
+#include "Machine.h"
 #include "ToolRun.h"
 
 using namespace std::string_literals;
 
 namespace {
-
-// The network namespace in which the calling thread is. Sockets stay where they were made.
-struct Namespace {
-    ~Namespace() { close(handle); }
-    void Enter() const { EXPECT_EQ(setns(handle, CLONE_NEWNET), 0); }
-    const int handle = open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC);
-};
-
-// One that is new; the thread leaves it at the end.
-struct Machine {
-    ~Machine() { former.Enter(); }
-    const Namespace former{};
-    const int made = unshare(CLONE_NEWNET);
-    const Namespace own{};
-};
 
 sockaddr_in At(const char* host, std::uint16_t port) { return {AF_INET, htons(port), {inet_addr(host)}, {}}; }
 
@@ -52,27 +36,22 @@ std::string Fragment(int index, std::size_t size, std::size_t total, int type = 
 
 struct Row {
     const char* cause;
-    const char* said = "";                         // somewhere in the lines
-    const char* remedy = "";                       // somewhere in it
-    std::string faults = "";                       // commands on the client's machine
-    std::optional<std::string> server = "--ttl 1"; // options; nothing: there is none
-    std::vector<std::string> sent{};               // over and over, instead of the server's frames
-    bool besides = false;                          // these too
+    const char* said = "";                                // somewhere in the lines
+    const char* remedy = "";                              // somewhere in it
+    std::string faults = "";                              // commands on the client's machine
+    std::optional<std::string> server = "--interface s1"; // options; nothing: there is none
+    std::vector<std::string> sent{};                      // over and over, instead of the server's frames
+    bool besides = false;                                 // these too
     std::string name = "10.9.1.1";
     enum { kFree, kHeld, kListening } port = kFree;
     int code = 1;
     const char* as = ""; // a command that runs the doctor
 };
 
-void Shell(const std::string& commands) {
-    ASSERT_EQ(pclose(popen(("set -e\n" + commands).c_str(), "w")), 0) << commands;
-}
-
 nlohmann::json Examine(const Row& row) {
     const Machine client{};
     const Machine server{};
-    Shell("for i in 1 2; do ip link add s$i type veth peer name receiving$i netns /proc/$PPID/fd/" +
-          std::to_string(client.own.handle) +
+    Shell("for i in 1 2; do ip link add s$i type veth peer name receiving$i netns " + client.own.Path() +
           "; ip address add 10.9.$i.1/24 dev s$i; ip link set s$i up; done; ip link set lo up; ip route add "
           "239.0.0.0/8 dev s1");
     std::optional<Server> simulated;
@@ -131,12 +110,12 @@ TEST(Doctor, NamesWhatKeepsAClientFromTheStream) {
         {.cause = "wrong-interface",
          .said = "receiving2, the library joins on receiving1",
          .remedy = "239.239.239.52/32 dev receiving2; to keep it: .*network of receiving1",
-         .server = "--ttl 1 --interface 10.9.2.1"},
+         .server = "--interface 10.9.2.1"},
         {.cause = "reverse-path-filter",
          .said = "the filter of receiving2 dropped",
          .remedy = "conf.receiving2.rp_filter=0; to keep it: .*sysctl.d/",
          .faults = "ip address flush dev receiving2; echo 1 >/proc/sys/net/ipv4/conf/receiving2/rp_filter",
-         .server = "--ttl 1 --interface 10.9.2.1"},
+         .server = "--interface 10.9.2.1"},
     });
     EXPECT_THAT(Output("doctor no.such.invalid", 1),
                 testing::MatchesRegex("failure  name: 'no.such.*\n\nCause:  unknown-name\nRemedy: use .*\n"));
@@ -159,16 +138,16 @@ TEST(Doctor, WarnsOfWhatLosesSomeFrames) {
          .port = Row::kListening},
         {.cause = "foreign-datagrams|small-receive-buffer",
          .said = "do not belong to this protocol",
-         .server = "--ttl 1 --foreign 0.2",
+         .server = "--interface s1 --foreign 0.2",
          .code = 0},
         {.cause = "datagrams-repeated|small-receive-buffer",
          .said = "[1-9][0-9]* came twice",
-         .server = "--ttl 1 --duplicate 0.2",
+         .server = "--interface s1 --duplicate 0.2",
          .code = 0},
         {.cause = "frames-broken",
          .said = "[1-9][0-9]* of .* did not continue a message",
          .remedy = "link show dev receiving1",
-         .server = "--ttl 1 --seed 3 --loss 0.1"},
+         .server = "--interface s1 --seed 3 --loss 0.1"},
         {.cause = "several-senders",
          .said = "10.9.1.1:[0-9]*, 10.9.1.1:[0-9]*: servers that stream at once",
          .remedy = "10.9.1.1:[0-9]*, 10.9.1.1:[0-9]* stream to 239.239.239.52:5231",

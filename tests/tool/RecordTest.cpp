@@ -279,6 +279,17 @@ TEST(Replay, AcceptsClientsWithoutRecordedAnswers) {
     EXPECT_THAT(Output("watch 127.0.0.1 --frames 2", 0), HasSubstr("2 frames received"));
 }
 
+TEST(Replay, SaysWhereItStreams) {
+    const std::string file = TemporaryFile("short", Capture(228, {Packet()}));
+    for (const auto& [options, way] : {std::pair("", "0 hops"), {"--interface lo", "1 hop"}})
+        EXPECT_THAT(
+            Output("replay --step " + file + " </dev/null " + options, 0),
+            HasSubstr(":5231 a frame for each Enter, over interface lo, "s + way + ": to this machine only\n"));
+    EXPECT_THAT(
+        Output("replay --interface eth77 " + file, 2),
+        HasSubstr("--interface: takes the address of an interface of this machine, or its name, not 'eth77'\n"));
+}
+
 // Twelve eighths of a second, one of them from a clock that was set back by 1.25 s: that takes no time.
 TEST(Replay, DistancesAreKeptAtItsSpeedAlsoWhenTheClockWasSetBack) {
     std::vector<std::string> packets = Answers();

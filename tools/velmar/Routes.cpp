@@ -1,5 +1,6 @@
 #include "Routes.h"
 
+#include <arpa/inet.h>
 #include <fmt/format.h>
 #include <ifaddrs.h>
 #include <linux/rtnetlink.h>
@@ -104,15 +105,23 @@ std::string RouteTo(in_addr address) {
     return "interface " + InterfaceName(index);
 }
 
-std::string InterfaceWith(in_addr address) {
+std::optional<OwnInterface> FindInterface(const std::string& nameOrAddress, std::string& problem) {
+    in_addr wanted{};
+    const bool isAddress = inet_pton(AF_INET, nameOrAddress.c_str(), &wanted) == 1;
+    const unsigned int named = if_nametoindex(nameOrAddress.c_str());
     const InterfaceList list = ReadInterfaces();
     for (const ifaddrs* entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
         if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET) continue;
         sockaddr_in own{};
         std::memcpy(&own, entry->ifa_addr, sizeof own);
-        if (own.sin_addr.s_addr == address.s_addr) return entry->ifa_name;
+        const unsigned int index = if_nametoindex(entry->ifa_name); // which may be a label of the address
+        if (isAddress ? own.sin_addr.s_addr == wanted.s_addr : index == named && named != 0)
+            return OwnInterface{index, InterfaceName(index), own.sin_addr, (entry->ifa_flags & IFF_LOOPBACK) != 0};
     }
-    return ToText(address);
+    problem = named != 0 ? fmt::format("{} has no IPv4 address", nameOrAddress)
+                         : fmt::format("takes the address of an interface of this machine, or its name, not '{}'",
+                                       nameOrAddress);
+    return std::nullopt;
 }
 
 std::vector<Interface> MulticastInterfaces() {

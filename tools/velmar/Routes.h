@@ -4,6 +4,7 @@
 
 #include <netinet/in.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,8 +16,15 @@ unsigned int InterfaceTo(in_addr address);
 
 std::string InterfaceName(unsigned int index);
 
-// The name of the interface that has this address of its own; the address when none has.
-std::string InterfaceWith(in_addr address);
+// An interface of this machine that has an IPv4 address.
+struct OwnInterface {
+    unsigned int index;
+    std::string name;
+    in_addr address;
+    bool isLoopback;
+};
+// By its name or by an IPv4 address of its own. Nothing when there is none; `problem` then says what was expected.
+std::optional<OwnInterface> FindInterface(const std::string& nameOrAddress, std::string& problem);
 
 struct Interface {
     unsigned int index;

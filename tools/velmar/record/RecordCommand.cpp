@@ -64,7 +64,7 @@ public:
         if (m_frames == 0 && !StopSignal::Arrived())
             throw std::runtime_error(fmt::format("no frame arrived from {} within {:.1f} s: {} joined, over {}",
                                                  m_options.server, Elapsed().count(), ToText(GroupAddress()),
-                                                 RouteTo(GroupAddress().sin_addr)));
+                                                 RouteTo(m_server.sin_addr)));
         if (m_frames == 0) throw std::runtime_error("stopped before a frame arrived");
         ClearProgress();
         fmt::print("{}: {}\n", m_options.file, State());
@@ -139,7 +139,7 @@ private:
 
     void Follow() {
         m_stream.StampArrivals();
-        m_stream.JoinGroup(GroupAddress());
+        m_stream.JoinGroup(GroupAddress(), m_server.sin_addr);
         Send(PackageType_Hello, 0, {reinterpret_cast<const unsigned char*>(kHelloText), sizeof kHelloText});
         m_start = Clock::now();
         Seconds shown(0);

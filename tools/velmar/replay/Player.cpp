@@ -9,7 +9,7 @@ Player::Player(std::string path, const Recording& recording, const Options& opti
                                                  std::chrono::milliseconds(1))),
       m_file(m_path),
       m_next(ReadStream()),
-      m_outlet(options.interface, options.interface ? 1 : 0) {}
+      m_outlet(options.interface) {}
 
 void Player::Start(Clock::time_point now) {
     m_start = now;
@@ -28,7 +28,7 @@ void Player::Send() {
     // After an interruption of the whole machine, the rest keeps its distances.
     if (const auto now = Clock::now(); now - Deadline() > kInterruption) Start(now);
     if (!m_outlet.Send(m_next->payload)) {
-        if (m_sent == 0) StreamOutlet::ThrowNothingLeaves();
+        if (m_sent == 0) m_outlet.ThrowNothingLeaves();
         ++m_notTaken;
     }
     ++m_sent;

@@ -26,6 +26,8 @@ public:
 
     bool AtEnd() const { return !m_next; }
 
+    std::string Way() const { return m_outlet.Way(); }
+
     // The next datagram is due now, the others as the recording has them.
     void Start(Clock::time_point now);
     Clock::time_point Deadline() const; // not at the end

@@ -52,8 +52,8 @@ public:
                         Counted(m_recording.datagrams, "datagram"),
                         std::chrono::duration<double>(m_recording.duration).count()));
         if (!m_recording.descriptions) Say(options.file + " has no descriptions: whoever asks gets no answer");
-        Say(fmt::format("serving port {}, streaming to {}: {}", kDefaultCommandPort, ToText(GroupAddress()),
-                        Begin()));
+        Say(fmt::format("serving port {}, streaming to {} {}, {}", kDefaultCommandPort, ToText(GroupAddress()),
+                        Begin(), m_player.Way()));
     }
 
     int Run() {
@@ -173,8 +173,9 @@ void AddReplay(CLI::App& app, int& exitCode) {
     command->add_flag("--loop", options->player.loop, "Begin anew at the end, and at once at the start");
     command
         ->add_option("--interface", options->player.interface,
-                     "Stream through the interface with this address; without it, on this machine only")
-        ->type_name("ADDRESS");
+                     "Stream through the interface of this name or address, to its network; without it, on this "
+                     "machine only")
+        ->type_name("INTERFACE");
     command->footer(
         "Examples:\n  $ velmar replay walk.pcap\n  $ velmar replay walk.pcap --loop --speed 0.5\n\n"
         "The stream begins when the first client has connected, and the program ends with it.");

@@ -33,7 +33,7 @@ CaptureServer::CaptureServer(const ServerOptions& options, FrameComposer& compos
     m_commands.Bind(kDefaultCommandPort);
     const Load& load = composer.Amounts();
     Say(fmt::format("serving port {}, streaming to {} at {:g} Hz, {}", kDefaultCommandPort, ToText(GroupAddress()),
-                    options.rate, m_stream.Way()));
+                    options.rate, m_stream.Outlet().Way()));
     Say(composer.Figure().Summary());
     Say(fmt::format("a frame holds {}, {}, {}, {}, {}, {}, {}: {}", Counted(load.skeletons, "skeleton"),
                     Counted(load.markerSets, "marker set"), Counted(load.rigidBodies, "rigid body"),
@@ -53,6 +53,7 @@ void CaptureServer::Run() {
         AnswerAll();
         SendDueFrames();
     }
+    if (!m_stream.Finish()) ++m_cutShort;
 }
 
 // Sleeps until a frame is due, a datagram arrives, or a signal does.
@@ -97,7 +98,7 @@ void CaptureServer::SendDueFrames() {
 
 void CaptureServer::SendFrame() {
     if (!m_stream.Send(m_pacer.StreamSeconds())) {
-        if (m_desk.Frames() == 0) StreamOutlet::ThrowNothingLeaves();
+        if (m_desk.Frames() == 0) m_stream.Outlet().ThrowNothingLeaves();
         if (m_cutShort++ == 0)
             Say(fmt::format("a frame did not leave whole: {}", std::generic_category().message(errno)));
     }
@@ -110,7 +111,7 @@ std::string CaptureServer::Summary() const {
     const double rate = frames > 1 && seconds > 0 ? static_cast<double>(frames - 1) / seconds : 0;
     return fmt::format(
         "{} sent in {:.2f} s ({:.2f} Hz), {} of them not whole; the latest was {:.1f} ms "
-        "late\nasked: {}\nfaults: {}",
+        "late\nasked: {}\nfaults: {}, {} left out",
         Counted(frames, "frame"), seconds, rate, m_cutShort, m_pacer.WorstLateness() * 1e3, m_desk.Summary(),
-        m_link.Summary());
+        m_link.Summary(), Counted(m_stream.LeftOut(), "number"));
 }

@@ -26,8 +26,8 @@ constexpr const char* kFooter =
     "Examples:\n"
     "  $ velmar simulate\n"
     "  $ velmar simulate --motion walk.bvh --rate 240 --skeletons 3\n\n"
-    "Clients find the server at this machine's address. To reach other machines, name the interface and let the\n"
-    "datagrams leave this one: velmar simulate --interface 192.168.1.10 --ttl 1\n\n"
+    "Clients on this machine find the server at 127.0.0.1. To reach those of a network, name the interface that\n"
+    "is in it: velmar simulate --interface eth1\n\n"
     "Positions are metres, z up. Timecodes count 30 frames a second, subframes hundredths of a frame.\n"
     "Text commands of clients: ";
 
@@ -111,10 +111,13 @@ void AddServer(CLI::App& app, Options& o) {
     app.add_option("--server-version", o.version, "The version that the server states")
         ->default_str("the library's")
         ->check(CLI::Validator(CheckVersion, "A.B.C.D"));
-    app.add_option("--interface", o.server.stream.interface, "Stream through the interface with this address")
-        ->type_name("ADDRESS");
+    app.add_option("--interface", o.server.stream.interface,
+                   "Stream through the interface of this name or address, to its network")
+        ->type_name("INTERFACE")
+        ->default_str("the loopback interface");
     app.add_option("--ttl", o.server.stream.hops,
                    "Hops of the stream: 0 keeps it on this machine, 1 in the next network")
+        ->default_str("1 with --interface, 0 without")
         ->check(WholeNumber(0, 255));
 }
 
@@ -124,14 +127,19 @@ void AddFaults(CLI::App& app, Options& o) {
         const char* name;
         double& fraction;
         const char* what;
-    } fractions[] = {{"--loss", faults.loss, "are lost"},
-                     {"--duplicate", faults.duplicate, "come twice"},
-                     {"--reorder", faults.reorder, "change places with the next"},
-                     {"--corrupt", faults.corrupt, "have a byte changed"},
-                     {"--truncate", faults.truncate, "are cut"},
-                     {"--foreign", faults.foreign, "follow one of another protocol"}};
+    } fractions[] = {{"--loss", faults.loss, "datagrams that are lost"},
+                     {"--duplicate", faults.duplicate, "datagrams that come twice"},
+                     {"--reorder", faults.reorder, "datagrams that change places with the next"},
+                     {"--corrupt", faults.corrupt, "datagrams that have a byte changed"},
+                     {"--truncate", faults.truncate, "datagrams that are cut"},
+                     {"--wrong-magic", faults.wrongMagic, "datagrams that have another magic"},
+                     {"--foreign", faults.foreign, "datagrams that follow one of another protocol"},
+                     {"--lose-frames", faults.loseFrames, "frames that are lost, with all their datagrams"},
+                     {"--lose-middle", faults.loseMiddle,
+                      "frames of three datagrams or more that lose one, neither the first nor the last"},
+                     {"--skip", o.server.stream.skip, "frames before which the server leaves a number out"}};
     for (const auto& [name, fraction, what] : fractions)
-        app.add_option(name, fraction, fmt::format("Fraction of the datagrams that {}", what))
+        app.add_option(name, fraction, fmt::format("Fraction of the {}", what))
             ->check(Number(0, 1))
             ->group("Faults of the network");
     const auto fault = [&app](const char* name, auto& value, const char* what) {
@@ -139,10 +147,10 @@ void AddFaults(CLI::App& app, Options& o) {
     };
     fault("--burst", faults.burst, "Datagrams that are lost together")->check(WholeNumber(1, 100000));
     fault("--seed", faults.seed, "What the faults follow from")->check(WholeNumber(0, 1'000'000'000));
-    fault("--restart-every", o.server.stream.restartEvery, "Frames, after which their numbers begin anew")
+    fault("--restart-every", o.server.stream.restartEvery, "Numbers of frames, after which they begin anew")
         ->check(WholeNumber(1, 1'000'000'000));
     fault("--frame-log", o.server.stream.frameLog,
-          "Write a line for each frame: microseconds, number, checksum, whole or broken")
+          "Write a line for each frame: microseconds, number, checksum, whole or broken, counts of its datagrams")
         ->type_name("FILE");
 }
 

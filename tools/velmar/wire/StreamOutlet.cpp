@@ -6,35 +6,41 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "Routes.h"
 #include "UsageError.h"
 #include "Wording.h"
 
-StreamOutlet::StreamOutlet(const std::optional<std::string>& interface, int hops) : m_hops(hops) {
-    const in_addr address = interface ? Resolve(*interface) : in_addr{};
-    if (interface && !m_socket.SetMulticastInterface(address))
-        throw UsageError(
-            fmt::format("--interface: takes the address of an interface of this machine, not '{}'", *interface));
-    m_interface = interface ? "interface " + InterfaceWith(address) : RouteTo(GroupAddress().sin_addr);
-    m_socket.SetMulticastHops(hops);
+namespace {
+
+OwnInterface Choose(const std::optional<std::string>& named) {
+    std::string problem;
+    if (const auto interface = FindInterface(named.value_or("127.0.0.1"), problem)) return *interface;
+    if (named) throw UsageError("--interface: " + problem);
+    throw std::runtime_error(
+        "the loopback interface, which the stream takes unless another one is named with --interface, has no "
+        "address 127.0.0.1: see whether it is up (ip link set lo up)");
+}
+
+} // namespace
+
+StreamOutlet::StreamOutlet(const std::optional<std::string>& interface, std::optional<int> hops)
+    : m_interface(Choose(interface)), m_hops(hops.value_or(interface ? 1 : 0)) {
+    m_socket.SetMulticastInterface(m_interface.index, m_interface.address);
+    m_socket.SetMulticastHops(m_hops);
     // The system keeps datagrams without a hop back only when somebody here is a member of the group.
-    if (hops == 0) m_socket.BecomeMember(GroupAddress().sin_addr, address);
+    if (m_hops == 0) m_socket.BecomeMember(GroupAddress().sin_addr, m_interface.index);
 }
 
 std::string StreamOutlet::Way() const {
-    std::string reach = "to this machine only";
-    if (m_hops == 1) reach = "to its network";
+    std::string reach = "to its network";
     if (m_hops > 1) reach = fmt::format("past {} at most", Counted(m_hops - 1, "router"));
-    return fmt::format("over {}, {}: {}", m_interface, Counted(m_hops, "hop"), reach);
+    if (m_hops == 0 || m_interface.isLoopback) reach = "to this machine only";
+    return fmt::format("over interface {}, {}: {}", m_interface.name, Counted(m_hops, "hop"), reach);
 }
 
-void StreamOutlet::ThrowNothingLeaves() {
+void StreamOutlet::ThrowNothingLeaves() const {
     const std::string reason = std::generic_category().message(errno);
-    std::string names;
-    for (const Interface& interface : MulticastInterfaces())
-        names += (names.empty() ? "" : ", or ") + fmt::format("ip route add 239.0.0.0/8 dev {}", interface.name);
-    throw std::runtime_error(
-        fmt::format("nothing can be sent to {}: {}. Name the address of a network interface with --interface, or "
-                    "give the group a route ({})",
-                    ToText(GroupAddress()), reason, names.empty() ? "once an interface is up" : names));
+    throw std::runtime_error(fmt::format(
+        "nothing can be sent to {} over interface {}: {}. See whether it is up (ip link set {} up), or "
+        "name another one with --interface",
+        ToText(GroupAddress()), m_interface.name, reason, m_interface.name));
 }

@@ -1,6 +1,7 @@
 #include "wire/UdpSocket.h"
 
 #include <fmt/format.h>
+#include <net/if.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -9,6 +10,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "Routes.h"
 #include "wire/Addresses.h"
 
 namespace {
@@ -40,8 +42,10 @@ void UdpSocket::SetMulticastHops(int hops) {
         ThrowLastError("the multicast hop limit cannot be set");
 }
 
-bool UdpSocket::SetMulticastInterface(in_addr interface) {
-    return setsockopt(m_handle, IPPROTO_IP, IP_MULTICAST_IF, &interface, sizeof interface) == 0;
+void UdpSocket::SetMulticastInterface(unsigned int interface, in_addr sender) {
+    const ip_mreqn way{{}, sender, static_cast<int>(interface)};
+    if (setsockopt(m_handle, IPPROTO_IP, IP_MULTICAST_IF, &way, sizeof way) != 0)
+        ThrowLastError("the interface of multicast datagrams cannot be set");
 }
 
 bool UdpSocket::SendTo(const sockaddr_in& to, Bytes datagram) {
@@ -58,16 +62,24 @@ std::optional<std::size_t> UdpSocket::Receive(std::span<unsigned char> buffer, s
     return static_cast<std::size_t>(received);
 }
 
-void UdpSocket::JoinGroup(const sockaddr_in& group) {
+void UdpSocket::JoinGroup(const sockaddr_in& group, in_addr server) {
     const int yes = 1;
     if (setsockopt(m_handle, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes) != 0 ||
         bind(m_handle, reinterpret_cast<const sockaddr*>(&group), sizeof group) != 0 ||
-        !BecomeMember(group.sin_addr, {}))
+        !BecomeMemberTowards(group.sin_addr, server))
         ThrowLastError(fmt::format("the group {} cannot be joined", ToText(group)));
 }
 
-bool UdpSocket::BecomeMember(in_addr group, in_addr interface) {
-    const ip_mreqn membership{group, interface, 0};
+bool UdpSocket::BecomeMemberTowards(in_addr group, in_addr server) {
+    const unsigned int facing = InterfaceTo(server);
+    const bool isMember = facing != 0 && BecomeMember(group, facing);
+    // Of the ways to a machine's own addresses there is no other than the loopback interface.
+    if (isMember && facing != if_nametoindex("lo")) return true;
+    return BecomeMember(group, 0) || isMember;
+}
+
+bool UdpSocket::BecomeMember(in_addr group, unsigned int interface) {
+    const ip_mreqn membership{group, {}, static_cast<int>(interface)};
     return setsockopt(m_handle, IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership, sizeof membership) == 0;
 }
 

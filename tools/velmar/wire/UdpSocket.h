@@ -23,18 +23,19 @@ public:
     int Handle() const { return m_handle; }
     void Bind(int port);
 
-    // Receives what is sent to the group, beside other programs that do; joined through the interface to which
-    // its route leads.
-    void JoinGroup(const sockaddr_in& group);
+    // Receives what this server sends to the group, beside other programs that do. Joined as clients of the
+    // library join: on the interface that faces the server; for a server of this machine, that is the loopback
+    // interface, and that of the route to the group is joined besides; where neither can be, that of the route.
+    void JoinGroup(const sockaddr_in& group, in_addr server);
 
-    // Makes this machine a member on the interface with this address, or that of the route to the group; false
-    // when the system refuses. What is sent to the group arrives at sockets of its port only.
-    bool BecomeMember(in_addr group, in_addr interface);
+    // Makes this machine a member on the interface with this number, with 0 on that of the route to the group;
+    // false when the system refuses. What is sent to the group arrives at sockets of its port only.
+    bool BecomeMember(in_addr group, unsigned int interface);
 
-    // How far multicast datagrams go (0: they stay on this machine), and through which interface: false when
-    // no interface has this address.
+    // How far multicast datagrams go (0: they stay on this machine), and through which interface, with which of
+    // its addresses as their sender's.
     void SetMulticastHops(int hops);
-    bool SetMulticastInterface(in_addr interface);
+    void SetMulticastInterface(unsigned int interface, in_addr sender);
 
     // False with errno set when the system does not take the datagram.
     bool SendTo(const sockaddr_in& to, Bytes datagram);
@@ -57,6 +58,8 @@ public:
     sockaddr_in LocalAddress(const sockaddr_in& peer) const;
 
 private:
+    bool BecomeMemberTowards(in_addr group, in_addr server);
+
     int m_handle;
 };
 
