@@ -1,0 +1,204 @@
+// What the statistics say of datagrams that come whole, damaged, twice, in another order, or not at all.
+#include <sstream>
+
+#include "Streaming.h"
+
+struct StatisticsTest : Streaming {
+    // Sends and waits until all has been looked at.
+    void Stream(const std::vector<Bytes>& datagrams) {
+        const std::uint64_t before = Statistics().datagrams;
+        for (const Bytes& datagram : datagrams) server.Send(group, datagram);
+        EXPECT_TRUE(Eventually([&] { return Statistics().datagrams == before + datagrams.size(); }));
+    }
+    const sockaddr_in group = ScriptedServer::Address("239.239.239.52", 5231);
+};
+
+// "8": a frame of one datagram; "7.2": a fragment of one of four; "u8": one that cannot be decoded; a word: a
+// datagram that is no frame's.
+static std::vector<Bytes> Datagrams(const char* row) {
+    std::vector<Bytes> datagrams;
+    std::istringstream in(row);
+    for (std::string word; in >> word;) {
+        const auto dot = word.find('.');
+        const auto number = [&](std::size_t from) { return static_cast<int>(std::stoll(word.substr(from))); };
+        if (word == "short") {
+            datagrams.push_back(Bytes(15));
+        } else if (word == "long") {
+            datagrams.push_back(Datagram{103, 0, 50, 0, FrameBody(1), 51}.Wire());
+        } else if (word == "foreign") {
+            datagrams.push_back(Datagram{103, 0, 50, 0, FrameBody(1), 50, 0x51F9}.Wire());
+        } else if (word == "hello") {
+            datagrams.push_back(Datagram{106, 0, 0, 0, {}}.Wire());
+        } else if (word[0] == 'u') {
+            datagrams.push_back(Datagram{103, 0, 5, 0, Body().U32(number(1)).U8(1).bytes}.Wire());
+        } else if (dot == std::string::npos) {
+            datagrams.push_back(Datagram{103, 0, 50, 0, FrameBody(number(0))}.Wire());
+        } else {
+            const auto index = static_cast<std::size_t>(number(dot + 1));
+            datagrams.push_back(Cut(103, 0, FrameBody(number(0), {}, 400)).at(index).Wire());
+        }
+    }
+    return datagrams;
+}
+
+// The counts that are not 0, in words.
+static std::string Said(const sStreamStatistics& s) {
+    const std::pair<const char*, std::uint64_t> counts[]{{"short", s.rejectedTooShort},
+                                                         {"long", s.rejectedWrongLength},
+                                                         {"foreign", s.rejectedForeign},
+                                                         {"dropped", s.kernelDropped},
+                                                         {"cut", s.messagesIncomplete},
+                                                         {"mixed", s.messagesOutOfOrder},
+                                                         {"undecodable", s.messagesUndecodable},
+                                                         {"twice", s.fragmentsRepeated},
+                                                         {"frames", s.framesDelivered},
+                                                         {"again", s.framesRepeated},
+                                                         {"back", s.numbersWentBack},
+                                                         {"slow", s.missingTooSlow},
+                                                         {"incomplete", s.missingIncomplete},
+                                                         {"broken", s.missingUndecodable},
+                                                         {"unseen", s.missingNeverSeen}};
+    std::string said;
+    for (const auto& [name, count] : counts)
+        if (count != 0) said += (said.empty() ? "" : " ") + std::string(name) + ":" + std::to_string(count);
+    return said;
+}
+
+TEST_F(StatisticsTest, EveryFaultMovesItsCountersAndNoOthers) {
+    const std::pair<const char*, const char*> rows[]{
+        {"1 2.0 2.1 2.2 2.3 3", "frames:3"},
+        {"5 6 9 10", "frames:4 unseen:2"},
+        {"1 2.0 2.2 2.3 3", "cut:1 frames:2 incomplete:1"},
+        {"1 2.1 2.2 2.3 3", "cut:1 frames:2 incomplete:1"},
+        {"1 2.0 2.1 2.2 3", "cut:1 frames:2 incomplete:1"},
+        {"1 2.0 3.0 3.1 3.2 3.3", "cut:1 frames:2 incomplete:1"},
+        {"1 2.0 2.2 2.3 5.0 5.1 5.2 5.3", "cut:1 frames:2 incomplete:1 unseen:2"},
+        {"1 2.0 2.2 2.3 3.1 3.2 3.3 4", "cut:2 frames:2 incomplete:2"},
+        {"1 2.1 2.2 2.3 3.1 3.2 3.3 4", "cut:2 frames:2 incomplete:2"},
+        {"1 2.0 2.2 2.1 2.3 3", "mixed:1 frames:2 incomplete:1"},
+        {"1 2.1 2.0 2.2 2.3 3", "mixed:1 frames:2 incomplete:1"},
+        {"1 2.0 2.1 2.3 2.2 3", "mixed:1 frames:2 incomplete:1"},
+        {"1 2.0 2.1 2.2 3.0 2.3 3.1 3.2 3.3 4", "mixed:2 frames:2 incomplete:2"},
+        {"1 2.0 2.1 9 2.2 2.3 10", "mixed:1 frames:3 incomplete:1 unseen:6"},
+        {"1 2.0 2.0 2.1 2.1 2.2 2.3 2.3 3", "twice:3 frames:3"},
+        {"1 2.0 2.2 2.2 2.3 3", "cut:1 twice:1 frames:2 incomplete:1"},
+        {"1 2.0 2.2 2.3 2.0 2.1 2.2 2.3 3", "cut:1 twice:1 frames:3"},
+        {"1 2 2 3", "frames:4 again:1"},
+        {"1 2 4 3 5", "frames:5 back:1"},
+        {"1 2 4 3 2 5", "frames:6 again:1 back:1"},
+        {"500 501 1 2", "frames:4 back:1"},
+        {"1 2 3 1 2 3 4", "frames:7 back:1"},
+        {"1 u2 3", "undecodable:1 frames:2 broken:1"},
+        {"1 u2 2 3", "undecodable:1 frames:3"},
+        {"1 u90000000 u-7 2", "undecodable:2 frames:2"},
+        {"1 short long foreign hello 2", "short:1 long:1 foreign:1 frames:2"},
+        {"1 2.0 foreign 2.1 2.2 2.3", "foreign:1 frames:2"},
+        {"2.2 2.3 3 4", "frames:2"},
+        {"2147483646 2147483647 -2147483648 -2147483646", "frames:4 unseen:1"},
+        {"1 2000000001 2000000002", "frames:3 unseen:1999999999"},
+        {"1 -2147483648 -2147483647", "frames:3 unseen:2147483646"},
+    };
+    for (const auto& [row, counts] : rows) {
+        SCOPED_TRACE(row);
+        ASSERT_EQ(Start(client), 0);
+        Stream(Datagrams(row));
+        EXPECT_EQ(Said(Statistics()), counts);
+        Uninitialize(client);
+        EXPECT_EQ(Said(Statistics()), counts) << "they stay until the next start";
+    }
+    ASSERT_EQ(Start(client), 0);
+    EXPECT_EQ(Said(Statistics()), "");
+}
+
+static Arrivals<int> held;
+static std::promise<void>* release = nullptr;
+
+// What the kernel has no room for is counted as such, whatever it was a part of.
+TEST_F(StatisticsTest, FramesThatASlowCallbackCostsAreThisMachinesFault) {
+    std::promise<void> gate;
+    release = &gate;
+    SetDataCallback(
+        client,
+        [](sFrameOfMocapData* frame, void*) {
+            if (frame->frameNumber != 1) return;
+            held.Add(1);
+            release->get_future().wait();
+        },
+        nullptr);
+    ASSERT_EQ(Start(client), 0);
+    constexpr int kFrames = 400;
+    server.Multicast(FrameBody(1));
+    held.Take(1);
+    std::uint64_t sent = 1;
+    for (int number = 2; number <= kFrames; ++number)
+        for (const Datagram& datagram : Cut(103, 0, FrameBody(number, {}, 400))) {
+            server.Send(group, datagram.Wire());
+            ++sent;
+        }
+    gate.set_value();
+    ASSERT_TRUE(Eventually([&] { // the buffer has room again, for a frame that tells of what was dropped
+        const auto before = Statistics().datagrams;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        return Statistics().datagrams == before;
+    }));
+    Stream({Datagram{103, 0, 50, 0, FrameBody(kFrames + 1)}.Wire()});
+    const sStreamStatistics s = Statistics();
+    EXPECT_EQ(s.kernelDropped, sent + 1 - s.datagrams);
+    EXPECT_GT(s.kernelDropped, 100U) << "the flood is larger than the buffer";
+    EXPECT_EQ(s.missingTooSlow, kFrames + 1 - s.framesDelivered);
+    EXPECT_EQ(s.missingIncomplete + s.missingNeverSeen + s.missingUndecodable + s.numbersWentBack, 0U);
+    EXPECT_TRUE(s.receiveBufferFullest > s.receiveBufferGranted / 2) << s.receiveBufferFullest;
+    EXPECT_EQ(s.receiveBufferAsked, 524288U);
+}
+
+TEST_F(StatisticsTest, TimesAreWhatTheTestItselfTakes) {
+    static constexpr int kCallbackMs = 20;
+    SetDataCallback(
+        client,
+        [](sFrameOfMocapData*, void*) { std::this_thread::sleep_for(std::chrono::milliseconds(kCallbackMs)); },
+        nullptr);
+    ASSERT_EQ(Start(client), 0);
+    Multicast(1, 3); // the second waits for one callback, the third for two
+    ASSERT_TRUE(Eventually([&] { return Statistics().framesDelivered == 3; }));
+    Uninitialize(client); // the callback is over
+    const sStreamStatistics s = Statistics();
+    constexpr std::uint64_t kCallbackNs = kCallbackMs * 1000000ULL;
+    EXPECT_TRUE(s.callbackMeanNs >= kCallbackNs && s.callbackLargestNs >= s.callbackMeanNs);
+    EXPECT_LT(s.callbackMeanNs, 20 * kCallbackNs);
+    EXPECT_GT(s.delayMedianNs, kCallbackNs / 2);
+    EXPECT_GT(s.delayLargestNs, kCallbackNs * 3 / 2);
+    EXPECT_EQ(s.delayP99Ns > s.delayMedianNs && s.delayP99Ns <= s.delayLargestNs, true);
+    EXPECT_TRUE(s.intervalLargestNs > 0 && s.intervalMedianNs <= s.intervalLargestNs);
+    EXPECT_LT(s.intervalLargestNs, s.delayLargestNs) << "sent one behind the other";
+}
+
+// A program that was built with another record gets what both know.
+TEST_F(StatisticsTest, RecordsOfAnotherSizeGetWhatTheyHaveRoomFor) {
+    ASSERT_EQ(Start(client), 0);
+    void* const feed = Open(1);
+    Multicast(1, 2);
+    ASSERT_TRUE(Eventually([&] { return Of(feed).received == 2; }));
+    // Bytes that are filled in a record of which the caller says this size; 0 when none are.
+    const auto filled = [&](auto record, std::uint32_t size) -> std::size_t {
+        std::memset(&record, 0xA5, sizeof record);
+        record.size = size;
+        int result = 1;
+        if constexpr (std::is_same_v<decltype(record), sFeedStatistics>)
+            result = Quorin_GetFeedStatistics(feed, &record);
+        else
+            result = Quorin_GetStreamStatistics(client, &record);
+        EXPECT_EQ(result, size < 8 ? 1 : 0) << size;
+        const std::span<const unsigned char> bytes(reinterpret_cast<const unsigned char*>(&record), sizeof record);
+        std::size_t end = bytes.size();
+        while (end > sizeof record.size && bytes[end - 1] == 0xA5) --end;
+        EXPECT_EQ(record.size, result == 0 ? end : size);
+        return result == 0 ? end : end - sizeof record.size;
+    };
+    const std::pair<std::uint32_t, std::size_t> sizes[]{{0, 0}, {7, 0}, {8, 8}, {23, 16}, {24, 24}};
+    for (const auto& [size, end] : sizes) {
+        EXPECT_EQ(filled(sStreamStatistics{}, size), end);
+        EXPECT_EQ(filled(sFeedStatistics{}, size), end);
+    }
+    EXPECT_EQ(filled(sStreamStatistics{}, 0xFFFFFFFF), sizeof(sStreamStatistics));
+    EXPECT_EQ(filled(sFeedStatistics{}, 0xFFFFFFFF), sizeof(sFeedStatistics));
+}
