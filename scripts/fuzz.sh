@@ -12,7 +12,7 @@ if ! [[ $seconds =~ ^[1-9][0-9]*$ ]]; then
   exit 2
 fi
 scripts/prepare.sh all
-targets=(frame description media dispatch force_plate)
+targets=(frame description media dispatch force_plate stream)
 scripts/build.sh fuzz -DVELMAR_WERROR=ON -DVELMAR_BUILD_TOOL=ON -DVELMAR_BUILD_TESTS=ON -- make_seeds "${targets[@]/#/fuzz_}"
 
 # Little is kept of what was released, or a heap of quarter gigabytes goes through the caches.
@@ -24,10 +24,10 @@ fuzz() { # fuzz TARGET: one line of the table, and 1 when something was found
   local target=$1 log=$work/$1.log found=tests/fuzz/corpus/$1 result=none
   declare -A files=([frame]="model/AppDataModelFrame.cpp model/FrameDecoder.cpp model/FrameExtent.cpp" [description]=model/AppDataModelDescription.cpp
     [media]=model/AppDataModelMedia.cpp [dispatch]="transport/CommandServerInbound.cpp transport/CommandServerReplies.cpp model/FrameStore.cpp"
-    [force_plate]=client/ForcePlateModel.cpp)
+    [force_plate]=client/ForcePlateModel.cpp [stream]="transport/FrameFeed.cpp transport/FeedFrame.cpp transport/FeedList.cpp client/FeedTable.cpp")
   local sources
   read -ra sources <<<"${files[$target]}"
-  mkdir -p "$work/$target" "$found"
+  mkdir -p "$work/$target" "$work/seeds/$target" "$found"
   # The longest body is a message; the media image is longer than most.
   LLVM_PROFILE_FILE=$work/$target.profraw "build/fuzz/tests/fuzz_$target" -max_total_time="$seconds" \
     -max_len=32768 -rss_limit_mb=4096 -timeout=20 -print_final_stats=1 -artifact_prefix="$found/" \

@@ -278,8 +278,9 @@ TEST_F(FeedTest, WaitingEndsWithAFrameTheTimeTheSessionOrTheFeed) {
     for (const int result : {7, 8, 9, 10, -1, -1}) EXPECT_EQ(Next(feed, TARVO_WAIT_FOREVER), result);
     ASSERT_EQ(Start(client), 0);
     Waiters closed(feed, 3);
+    EXPECT_TRUE(closed.AllWait());
     EXPECT_EQ(Quorin_CloseFeed(std::exchange(feeds[0], nullptr)), 0);
-    EXPECT_EQ(closed.Results(), (std::vector{-1, -1, -1}));
+    for (const int result : closed.Results()) EXPECT_TRUE(result == -1 || result == -2) << "2: it came too late";
 
     void* const orphan = Open(4);
     void* const bare = Open(4);

@@ -4,8 +4,8 @@
 #include <nlohmann/json.hpp>
 #include <thread>
 
-#include "Machine.h"
 #include "ToolRun.h"
+#include "support/Machine.h"
 
 using namespace std::string_literals;
 

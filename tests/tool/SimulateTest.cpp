@@ -6,8 +6,8 @@
 #include <sstream>
 #include <thread>
 
-#include "Machine.h"
 #include "ToolRun.h"
+#include "support/Machine.h"
 #include "support/ScriptedServer.h"
 
 using testing::HasSubstr;

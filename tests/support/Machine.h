@@ -1,6 +1,6 @@
 // Machines with networks of their own, between which a test lays cables.
-#ifndef TESTS_TOOL_MACHINE_H
-#define TESTS_TOOL_MACHINE_H
+#ifndef TESTS_SUPPORT_MACHINE_H
+#define TESTS_SUPPORT_MACHINE_H
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
