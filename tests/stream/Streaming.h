@@ -47,6 +47,29 @@ inline sFeedStatistics Of(void* feed) {
     return statistics;
 }
 
+// The counts that are not 0, in words.
+inline std::string Counters(const sStreamStatistics& s) {
+    const std::pair<const char*, std::uint64_t> counts[]{{"short", s.rejectedTooShort},
+                                                         {"long", s.rejectedWrongLength},
+                                                         {"foreign", s.rejectedForeign},
+                                                         {"dropped", s.kernelDropped},
+                                                         {"cut", s.messagesIncomplete},
+                                                         {"mixed", s.messagesOutOfOrder},
+                                                         {"undecodable", s.messagesUndecodable},
+                                                         {"twice", s.fragmentsRepeated},
+                                                         {"frames", s.framesDelivered},
+                                                         {"again", s.framesRepeated},
+                                                         {"back", s.numbersWentBack},
+                                                         {"slow", s.missingTooSlow},
+                                                         {"incomplete", s.missingIncomplete},
+                                                         {"broken", s.missingUndecodable},
+                                                         {"unseen", s.missingNeverSeen}};
+    std::string said;
+    for (const auto& [name, count] : counts)
+        if (count != 0) said += (said.empty() ? "" : " ") + std::string(name) + ":" + std::to_string(count);
+    return said;
+}
+
 struct Streaming : ClientTest {
     Streaming() {
         SetDataCallback(client, nullptr, nullptr);

@@ -150,7 +150,8 @@ public:
         getsockname(m_socket, Generic(address), &size);
         m_port = ntohs(address.sin_port);
     }
-    ~ScriptedServer() { close(m_socket); }
+    ~ScriptedServer() { Leave(); }
+    void Leave() { close(std::exchange(m_socket, -1)); } // its port is free then
     ScriptedServer(const ScriptedServer&) = delete;
 
     int Port() const { return m_port; }
