@@ -41,6 +41,7 @@ void CMessageAccount::ForgetAbandoned() {
 }
 
 void CMessageAccount::CameWhole(unsigned int next) {
+    Settle();
     if (next > 0) Abandon(next);
     if (m_wholeSince) ForgetAbandoned();
     m_wholeSince = true;
@@ -57,6 +58,7 @@ void CMessageAccount::Begins(const tagPackageHeader& header, Bytes payload, unsi
     const bool comesAgain = m_begun && key == m_key;
     if (comesAgain) m_fragmentsRepeated.Add(1);
     if (comesAgain && next > 0) return;
+    Settle();
     if (next > 0) Abandon(next);
     m_isRepetition = comesAgain;
     m_begun = true;
@@ -117,6 +119,7 @@ void CMessageAccount::DoesNotFit(const tagPackageHeader& header, Bytes payload, 
 }
 
 void CMessageAccount::Place(const tagPackageHeader& header, std::size_t contents) {
+    if (header.fragmentIndex == m_stray.index + 1) Settle();
     if (Abandoned* const message = Continued(header)) {
         Put(*message, header, contents, false);
     } else if (Abandoned* const older = Lacking(header)) {
@@ -186,6 +189,19 @@ void CMessageAccount::See(Abandoned& message, unsigned int index) {
     if (message.seen.count() != message.fragments) return;
     m_incomplete.Take(1);
     m_outOfOrder.Add(1);
+}
+
+// Gives what was taken for an older message's late fragment to the newest abandoned one, when that lacks it as
+// well: behind a late one, the newest message would have gone on where it was interrupted, and neither with the
+// fragment behind it nor with another message.
+void CMessageAccount::Settle() {
+    Abandoned& newest = m_abandoned[m_newest];
+    if (m_stray.message == nullptr || !m_stray.wasLacking || m_stray.message == &newest) return;
+    if (newest.totalLength != m_stray.message->totalLength || newest.seen.test(m_stray.index)) return;
+    Withdraw();
+    newest.seen.set(m_stray.index);
+    newest.latest = m_stray.index;
+    m_stray = {};
 }
 
 // Takes the latest stray fragment out of the message that it was put to.

@@ -81,6 +81,7 @@ private:
     Abandoned& Keep(std::uint32_t totalLength);
     void Put(Abandoned& message, const tagPackageHeader& header, std::size_t contents, bool lacking);
     void See(Abandoned& message, unsigned int index);
+    void Settle();
     void Withdraw();
     void ForgetAbandoned();
 

@@ -52,6 +52,8 @@ TEST_F(StatisticsTest, EveryFaultMovesItsCountersAndNoOthers) {
         {"1 2.0 2.2 2.3 5.0 5.1 5.2 5.3", "cut:1 frames:2 incomplete:1 unseen:2"},
         {"1 2.0 2.2 2.3 3.1 3.2 3.3 4", "cut:2 frames:2 incomplete:2"},
         {"1 2.1 2.2 2.3 3.1 3.2 3.3 4", "cut:2 frames:2 incomplete:2"},
+        {"1 2.0 2.1 2.2 3.0 3.3 4.0 4.1 4.2 4.3", "cut:2 frames:2 incomplete:2"},
+        {"1 2.0 2.1 2.3 3.0 3.2 3.3 4", "cut:2 frames:2 incomplete:2"},
         {"1 2.0 2.2 2.1 2.3 3", "mixed:1 frames:2 incomplete:1"},
         {"1 2.1 2.0 2.2 2.3 3", "mixed:1 frames:2 incomplete:1"},
         {"1 2.0 2.1 2.3 2.2 3", "mixed:1 frames:2 incomplete:1"},
