@@ -3,6 +3,7 @@
 #include <pty.h>
 #include <sys/ioctl.h>
 
+#include <chrono>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -38,8 +39,9 @@ public:
     }
 
     bool Comes(const std::string& text) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
         while (std::ranges::none_of(m_lines, [&](const std::string& line) { return line.starts_with(text); }))
-            if (!Read(10000)) return false;
+            if (std::chrono::steady_clock::now() > deadline || !Read(10000)) return false;
         return true;
     }
 
@@ -141,6 +143,7 @@ TEST(Watch, ReplacesItsBlockOnATerminalOfAnyWidth) {
     const char* const back = "frames come again over interface here";
     shell("ip link set here down");
     EXPECT_TRUE(terminal.Comes(gone));
+    terminal.AfterBlocks(3); // that do not say it again
     shell("ip link set here up");
     EXPECT_TRUE(terminal.Comes(back));
     using testing::StartsWith;
