@@ -53,6 +53,8 @@ TEST(Tool, NamesTheMistakeInOneLine) {
              {"simulate --colour red", "--colour"},
              {"watch", "SERVER"},
              {"watch 127.0.0.1 --seconds 0", "--seconds"},
+             {"watch 127.0.0.1 --interface eth9",
+              "--interface: takes the name or the IPv4 address of an interface"},
              {"send 127.0.0.1", "TEXT"},
          }) {
         SCOPED_TRACE(row.commandLine);
@@ -114,7 +116,8 @@ TEST(Tool, CommandsChangeTheStream) {
     EXPECT_THAT(Output("watch 127.0.0.1 --frames 50", 0), HasSubstr(" 0 lost"));
     EXPECT_EQ(Output("send 127.0.0.1 pause", 0), "paused\n");
     EXPECT_THAT(Output("send 127.0.0.1 status", 0), HasSubstr("paused at 400 Hz"));
-    EXPECT_THAT(Output("watch 127.0.0.1", 1), testing::ContainsRegex("No frame arrived within [0-9.]+ s\\."));
+    EXPECT_THAT(Output("watch 127.0.0.1", 1),
+                testing::ContainsRegex("No frame arrived within [0-9.]+ s\\..*, on interface lo\\."));
     EXPECT_EQ(Output("send 127.0.0.1 resume", 0), "resumed\n");
     EXPECT_THAT(Output("watch 127.0.0.1 --frames 1", 0), testing::ContainsRegex("[1-9][0-9]* frames? received"));
 }

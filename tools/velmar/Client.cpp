@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "Routes.h"
+#include "UsageError.h"
 #include "wire/Addresses.h"
 
 namespace {
@@ -15,6 +16,7 @@ namespace {
 struct Log {
     std::mutex mutex;
     bool verbose = false;
+    std::function<void(const char*)> sink; // empty: standard error
     std::string lastError;
 };
 
@@ -28,7 +30,11 @@ void OnMessage(int level, char* text) {
     Log& log = TheLog();
     const std::lock_guard guard(log.mutex);
     if (level == kError) log.lastError = text;
-    if (log.verbose) fmt::print(stderr, "{}", text);
+    if (!log.verbose) return;
+    if (log.sink)
+        log.sink(text);
+    else
+        fmt::print(stderr, "{}", text);
 }
 
 std::string Trimmed(std::string text) {
@@ -38,14 +44,32 @@ std::string Trimmed(std::string text) {
 
 } // namespace
 
-Client::Client(std::string server, bool verbose) : m_server(std::move(server)) {
+Client::Client(std::string server, bool verbose, std::function<void(const char*)> log)
+    : m_server(std::move(server)) {
     TheLog().verbose = verbose;
+    TheLog().sink = std::move(log);
     m_client.SetMessageCallback(&OnMessage);
 }
 
 Client::~Client() {
     m_client.Uninitialize();
     m_client.SetMessageCallback(nullptr);
+    const std::lock_guard guard(TheLog().mutex); // a line may be on its way
+    TheLog().sink = nullptr;
+}
+
+void Client::JoinOn(const std::string& interface) {
+    if (interface.empty() || Quorin_SetStreamInterface(&m_client, interface.c_str()) != 0)
+        throw UsageError(fmt::format(
+            "--interface: takes the name or the IPv4 address of an interface of this machine, not '{}'",
+            interface));
+}
+
+sStreamStatistics Client::Statistics() {
+    sStreamStatistics statistics{};
+    statistics.size = sizeof statistics;
+    Quorin_GetStreamStatistics(&m_client, &statistics);
+    return statistics;
 }
 
 void Client::Connect() {

@@ -8,11 +8,10 @@
 #include <cstdio>
 #include <sstream>
 
+#include "StreamWords.h"
 #include "Wording.h"
 
 namespace {
-
-double Rate(long long frames, double seconds) { return seconds > 0 ? static_cast<double>(frames) / seconds : 0; }
 
 std::string Root(const StreamState& s) {
     if (!s.root) return "no skeleton";
@@ -38,6 +37,42 @@ std::string Counts(const StreamState& s) {
                        Counted(c.setMarkers, "marker"), Counted(c.skeletons, "skeleton"), Counted(c.bones, "bone"),
                        Counted(c.rigidBodies, "rigid body"), Counted(c.labeledMarkers, "labelled marker"),
                        Counted(c.otherMarkers, "other marker"), Counted(c.analog, "analog channel"));
+}
+
+// Jitter is by how much the time between two frames exceeds what it mostly is.
+std::string Flow(double rate, const sStreamStatistics& l) {
+    constexpr double kNsPerMs = 1e6;
+    const std::uint64_t lost = Lost(l);
+    const std::uint64_t jitterNs = std::max(l.intervalP99Ns, l.intervalMedianNs) - l.intervalMedianNs;
+    return fmt::format("{:.1f} Hz · {} lost{} · jitter p99 {:.2f} ms · delay p99 {:.2f} ms", rate,
+                       lost == 0 ? "none" : fmt::format("{}", lost), LossCauses(l),
+                       static_cast<double>(jitterNs) / kNsPerMs, static_cast<double>(l.delayP99Ns) / kNsPerMs);
+}
+
+std::string Silence(const StreamState& s) {
+    return s.silence > 1 ? fmt::format("  nothing for {:.0f} s", s.silence) : "";
+}
+
+std::string Block(const std::string& server, const StreamState& s, double rate) {
+    return fmt::format(
+        "{}: version accepted, streaming\n"
+        "frame {}  timecode {}{}\n"
+        "{}\n"
+        "received {}, numbers went back {}\n"
+        "{}\n{}{}\n",
+        server, s.frameNumber, s.timecode, Silence(s), Flow(rate, s.library), Counted(s.frames, "frame"),
+        Counted(s.library.numbersWentBack, "time"), Counts(s), Root(s), Plates(s, "\n"));
+}
+
+std::string Summary(const StreamState& s) {
+    std::string text =
+        fmt::format("{} received, {} lost{}, {:.2f} Hz over {:.2f} s; the first skeleton's root came {:.2f} m",
+                    Counted(s.frames, "frame"), Lost(s.library), LossCauses(s.library), MeanRate(s),
+                    s.secondsOfStream, s.rootPath);
+    for (int i = 0; s.plates && i < s.plates->plateCount; ++i)
+        text += fmt::format("\nstrongest force on plate {}: {:.0f} N", i + 1,
+                            s.peakForce[static_cast<std::size_t>(i)]);
+    return text;
 }
 
 // Of one that does not tell its size, as large as can be.
@@ -70,37 +105,36 @@ void CutTo(std::size_t columns, std::string& line) {
 
 Display::Display(std::string server) : m_server(std::move(server)), m_terminal(isatty(STDOUT_FILENO) != 0) {}
 
-void Display::Show(const StreamState& s) {
-    const double rate = Rate(s.frames - m_framesShown, s.secondsOfStream - m_secondsShown);
-    m_framesShown = s.frames;
-    m_secondsShown = s.secondsOfStream;
-    const std::string silence = s.silence > 1 ? fmt::format("  nothing for {:.0f} s", s.silence) : "";
-    if (!m_terminal) {
-        if (!(m_countsShown == s.counts)) fmt::print("{}\n", Counts(s));
-        m_countsShown = s.counts;
-        fmt::print("{} frame {} received {} lost {} rate {:.1f} Hz  {}{}{}\n", s.timecode, s.frameNumber, s.frames,
-                   s.lost, rate, Root(s), Plates(s, "  "), silence);
-        std::fflush(stdout);
-        return;
-    }
-    ShowBlock(
-        fmt::format("{}: version accepted, streaming\n"
-                    "frame {}  timecode {}  rate {:.1f} Hz{}\n"
-                    "received {}, lost {}, numbers went back {}\n"
-                    "{}\n{}{}\n",
-                    m_server, s.frameNumber, s.timecode, rate, silence, Counted(s.frames, "frame"), s.lost,
-                    Counted(s.jumped, "time"), Counts(s), Root(s), Plates(s, "\n")));
+std::chrono::duration<double> Display::Refresh() const {
+    return std::chrono::milliseconds(m_terminal ? 100 : 500);
+}
+
+void Display::Show(const StreamState& state) {
+    if (state.frames == 0) return;
+    const double rate = m_rate.Next(state);
+    if (!m_terminal) return ShowLine(state, rate);
+    const std::lock_guard guard(m_mutex);
+    ClearBlock();
+    m_block = Block(m_server, state, rate);
+    DrawBlock();
+}
+
+void Display::ShowLine(const StreamState& s, double rate) {
+    if (!(m_countsShown == s.counts)) fmt::print("{}\n", Counts(s));
+    m_countsShown = s.counts;
+    fmt::print("{} frame {} received {}  {}  {}{}{}\n", s.timecode, s.frameNumber, s.frames, Flow(rate, s.library),
+               Root(s), Plates(s, "  "), Silence(s));
+    std::fflush(stdout);
 }
 
 // Only as much as the terminal holds: what wraps or scrolls cannot be replaced.
-void Display::ShowBlock(const std::string& block) {
-    ClearBlock();
+void Display::DrawBlock() {
     const winsize size = TerminalSize();
-    std::istringstream lines(block);
-    for (std::string line; m_block.size() + 1 < size.ws_row && std::getline(lines, line);) {
+    std::istringstream lines(m_block);
+    for (std::string line; m_rows.size() + 1 < size.ws_row && std::getline(lines, line);) {
         CutTo(size.ws_col, line);
         fmt::print("{}\n", line);
-        m_block.push_back(Characters(line));
+        m_rows.push_back(Characters(line));
     }
     std::fflush(stdout);
 }
@@ -110,24 +144,33 @@ void Display::ShowBlock(const std::string& block) {
 void Display::ClearBlock() {
     const std::size_t columns = TerminalSize().ws_col;
     std::size_t rows = 0;
-    for (const std::size_t characters : m_block)
+    for (const std::size_t characters : m_rows)
         rows += std::max<std::size_t>((characters + columns - 1) / columns, 1);
     if (rows > 0) fmt::print("\033[{}F\033[J", rows);
-    m_block.clear();
+    m_rows.clear();
 }
 
 void Display::Print(const std::string& text) {
+    const std::lock_guard guard(m_mutex);
     ClearBlock();
     fmt::print("{}\n", text);
-    std::fflush(stdout);
+    DrawBlock();
 }
 
-std::string Display::Summary(const StreamState& s) {
-    std::string text = fmt::format(
-        "{} received, {} lost, {:.2f} Hz over {:.2f} s; the first skeleton's root came {:.2f} m",
-        Counted(s.frames, "frame"), s.lost, Rate(s.frames - 1, s.secondsOfStream), s.secondsOfStream, s.rootPath);
-    for (int i = 0; s.plates && i < s.plates->plateCount; ++i)
-        text += fmt::format("\nstrongest force on plate {}: {:.0f} N", i + 1,
-                            s.peakForce[static_cast<std::size_t>(i)]);
-    return text;
+// Both outputs may go to the same terminal, in whose block the line would stand.
+void Display::Log(const char* line) {
+    const std::lock_guard guard(m_mutex);
+    ClearBlock();
+    std::fflush(stdout);
+    fmt::print(stderr, "{}", line);
+    DrawBlock();
+}
+
+void Display::Finish(const StreamState& state) {
+    {
+        const std::lock_guard guard(m_mutex);
+        ClearBlock();
+        m_block.clear();
+    }
+    if (state.frames > 0) Print(Summary(state));
 }

@@ -2,37 +2,41 @@
 #ifndef VELMAR_WATCH_DISPLAY_H
 #define VELMAR_WATCH_DISPLAY_H
 
+#include <mutex>
 #include <string>
 #include <vector>
 
-#include "watch/StreamStatistics.h"
+#include "watch/View.h"
 
-class Display {
+class Display : public View {
 public:
     explicit Display(std::string server);
 
-    bool IsTerminal() const { return m_terminal; }
+    std::chrono::duration<double> Refresh() const override;
 
-    // Shows the state; the rate is that since the last call. Where nothing can be refreshed, the counts are
-    // shown when they change.
-    void Show(const StreamState& state);
+    // The rate is that since the last call. Where nothing can be refreshed, the counts are shown when they change.
+    void Show(const StreamState& state) override;
 
-    // Text that stays, above what is refreshed.
-    void Print(const std::string& text);
+    // Stays, above what is refreshed.
+    void Print(const std::string& text) override;
+    void Log(const char* line) override;
 
-    // What came through, for the end.
-    static std::string Summary(const StreamState& state);
+    void Finish(const StreamState& state) override;
 
 private:
-    void ShowBlock(const std::string& block);
+    void ShowLine(const StreamState& state, double rate);
+    void DrawBlock();
     void ClearBlock();
 
     std::string m_server;
     bool m_terminal;
-    std::vector<std::size_t> m_block; // characters of each line of the block that the next one replaces
     StreamState::Counts m_countsShown{};
-    long long m_framesShown = 0;
-    double m_secondsShown = 0;
+    RateMeter m_rate;
+
+    std::mutex m_mutex;
+    // Guarded by the mutex: the block that stands on the terminal.
+    std::string m_block;             // whole
+    std::vector<std::size_t> m_rows; // characters of each of its lines that are shown
 };
 
 #endif

@@ -5,6 +5,21 @@
 
 #include "Wording.h"
 
+namespace {
+
+double Rate(long long frames, double seconds) { return seconds > 0 ? static_cast<double>(frames) / seconds : 0; }
+
+} // namespace
+
+double MeanRate(const StreamState& state) { return Rate(state.frames - 1, state.secondsOfStream); }
+
+double RateMeter::Next(const StreamState& state) {
+    const double rate = Rate(state.frames - m_frames, state.secondsOfStream - m_seconds);
+    m_frames = state.frames;
+    m_seconds = state.secondsOfStream;
+    return rate;
+}
+
 void StreamStatistics::OnFrame(sFrameOfMocapData* frame, void* self) {
     static_cast<StreamStatistics*>(self)->Count(*frame);
 }
@@ -26,8 +41,6 @@ void StreamStatistics::Count(const sFrameOfMocapData& frame) {
     StreamState& s = m_state;
     m_latest = Clock::now();
     if (s.frames == 0) m_first = m_latest;
-    if (s.frames > 0 && frame.frameNumber > s.frameNumber) s.lost += frame.frameNumber - s.frameNumber - 1LL;
-    if (s.frames > 0 && frame.frameNumber <= s.frameNumber) ++s.jumped;
     ++s.frames;
     s.frameNumber = frame.frameNumber;
     s.counts = {frame.markerSetCount,

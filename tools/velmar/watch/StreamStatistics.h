@@ -9,13 +9,11 @@
 #include <optional>
 #include <string>
 
-#include "TarvoSDKClient.h"
+#include "TarvoStream.h"
 
 // Where the stream stands.
 struct StreamState {
     long long frames = 0;
-    long long lost = 0;   // numbers that were left out
-    long long jumped = 0; // times that the numbers went back: another server, or a new start
     int frameNumber = 0;
     double secondsOfStream = 0; // between the first and the latest frame, as they arrived
     double silence = 0;         // since the latest frame, or since the beginning
@@ -28,6 +26,20 @@ struct StreamState {
     double rootPath = 0;                      // how far it has come
     std::optional<sForcePlates> plates;
     std::array<float, TARVO_MAX_FORCE_PLATES> peakForce{}; // of each plate, the strongest so far, newtons
+    sStreamStatistics library{};                           // what the library counted
+};
+
+// Frames a second between the first and the latest one.
+double MeanRate(const StreamState& state);
+
+// Frames a second since the state before.
+class RateMeter {
+public:
+    double Next(const StreamState& state);
+
+private:
+    long long m_frames = 0;
+    double m_seconds = 0;
 };
 
 class StreamStatistics {
