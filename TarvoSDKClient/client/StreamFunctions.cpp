@@ -15,10 +15,8 @@ constexpr int kTimedOut = 9;
 
 // The session is all that a client holds.
 ClientCore* Core(void* client) {
-    static_assert(std::is_standard_layout_v<TarvoSDKClient> && sizeof(TarvoSDKClient) == sizeof(ClientCore*));
-    ClientCore* core = nullptr;
-    if (client != nullptr) std::memcpy(&core, client, sizeof core);
-    return core;
+    static_assert(std::is_standard_layout_v<TarvoSDKClient> && sizeof(TarvoSDKClient) == sizeof(void*));
+    return client == nullptr ? nullptr : *static_cast<ClientCore**>(client);
 }
 
 // Copies as much of a record as the caller's own covers, in whole values, and tells how much that was.

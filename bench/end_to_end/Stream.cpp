@@ -1,6 +1,7 @@
 #include "end_to_end/Stream.h"
 
 #include <fcntl.h>
+#include <net/if.h>
 #include <sched.h>
 #include <sys/socket.h>
 
@@ -182,7 +183,7 @@ StreamClient::StreamClient() : Receiver(kDefaultDataPort) {
 StreamClient::~StreamClient() { DestroyClient(m_client); }
 
 FrameSender::FrameSender(const FrameLoad& load) {
-    m_socket.SetMulticastInterface(ServerAddress().sin_addr);
+    m_socket.SetMulticastInterface(if_nametoindex("lo"), ServerAddress().sin_addr);
     CutMessage(PackageType_Frame, 0, load.Encode(), [this](Bytes datagram) {
         m_datagrams.emplace_back(datagram.begin(), datagram.end());
         return true;

@@ -36,8 +36,7 @@ class Session {
 public:
     Session() {
         Require(CreateClient(&m_client) == 0, "a client is made");
-        ClientCore* core = nullptr;
-        std::memcpy(&core, m_client, sizeof core);
+        ClientCore* const core = *static_cast<ClientCore**>(m_client); // all that a client holds
         m_endpoint.emplace(&core->Feeds());
         // Sends nothing: no request is made, and nobody knows its port.
         Require(m_endpoint->Start(nullptr, "127.0.0.1", 1, true) == 0, "an endpoint starts");

@@ -79,12 +79,12 @@ static Bytes RichFrame(int number, unsigned size) {
     };
     Body body;
     body.U32(number, size);
-    for (unsigned i = 0; i < size; ++i) body.Text("set", 256).U32(size).Fill(12 * size, 0x41);
-    body.U32(10 * size).Fill(120 * size, 0x42);
+    for (unsigned i = 0; i < size; ++i) body.Text("set", 256).U32(size).Fill(std::size_t{12} * size, 0x41);
+    body.U32(10 * size).Fill(std::size_t{120} * size, 0x42);
     bodies(body);
     body.U32(size);
     for (unsigned i = 0; i < size; ++i) body.U32(i), bodies(body);
-    return body.U32(0, size).Fill(4 * size, 0x43).Fill(22, 0x01).bytes;
+    return body.U32(0, size).Fill(std::size_t{4} * size, 0x43).Fill(22, 0x01).bytes;
 }
 
 TEST_F(FeedTest, FramesOfAFeedAreThoseOfTheQueueInEveryByte) {
