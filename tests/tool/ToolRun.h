@@ -72,6 +72,16 @@ private:
     std::FILE* m_output = nullptr;
 };
 
+inline void Shell(const std::string& commands) {
+    ASSERT_EQ(pclose(popen(("set -e\n" + commands).c_str(), "w")), 0) << commands;
+}
+
+// An interface of this machine beside the loopback one, with the address 10.7.0.1.
+inline void MakeInterface(const std::string& name) {
+    Shell("ip link add " + name + " type veth peer name other; ip link set other up; ip link set " + name +
+          " up; ip address add 10.7.0.1/24 dev " + name);
+}
+
 // A simulated server that is up; it ends by itself or with the test.
 class Server {
 public:

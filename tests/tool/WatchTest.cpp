@@ -118,11 +118,7 @@ private:
 } // namespace
 
 TEST(Watch, ReplacesItsBlockOnATerminalOfAnyWidth) {
-    const auto shell = [](const char* command) { ASSERT_EQ(std::system(command), 0) << command; };
-    shell(
-        "ip link add here type veth peer name there && ip address add 10.7.0.1/24 dev here && ip link set here up "
-        "&& "
-        "ip link set there up");
+    MakeInterface("here");
     Server server("--rate 100 --marker-sets 12 --force-plates none --interface 10.7.0.1 --foreign 0.2");
     Terminal terminal(80, "--interface here --verbose 127.0.0.1"); // a line of the log for each foreign datagram
     for (const auto columns : std::initializer_list<unsigned short>{80, 60, 110, 200}) {
@@ -141,10 +137,10 @@ TEST(Watch, ReplacesItsBlockOnATerminalOfAnyWidth) {
     }
     const char* const gone = "interface here of the stream is gone";
     const char* const back = "frames come again over interface here";
-    shell("ip link set here down");
+    Shell("ip link set here down");
     EXPECT_TRUE(terminal.Comes(gone));
     terminal.AfterBlocks(3); // that do not say it again
-    shell("ip link set here up");
+    Shell("ip link set here up");
     EXPECT_TRUE(terminal.Comes(back));
     using testing::StartsWith;
     EXPECT_THAT(terminal.AtTheEnd(),

@@ -1,5 +1,6 @@
 #include "Routes.h"
 
+#include <arpa/inet.h>
 #include <fmt/format.h>
 #include <ifaddrs.h>
 #include <linux/rtnetlink.h>
@@ -113,6 +114,19 @@ std::string InterfaceWith(in_addr address) {
         if (own.sin_addr.s_addr == address.s_addr) return entry->ifa_name;
     }
     return ToText(address);
+}
+
+unsigned int InterfaceNamed(const std::string& nameOrAddress) {
+    in_addr address{};
+    const bool isAddress = inet_pton(AF_INET, nameOrAddress.c_str(), &address) == 1;
+    return if_nametoindex((isAddress ? InterfaceWith(address) : nameOrAddress).c_str());
+}
+
+bool IsLoopback(unsigned int index) {
+    ifreq request{};
+    const UdpSocket socket;
+    return if_indextoname(index, request.ifr_name) != nullptr &&
+           ioctl(socket.Handle(), SIOCGIFFLAGS, &request) == 0 && (request.ifr_flags & IFF_LOOPBACK) != 0;
 }
 
 std::vector<Interface> MulticastInterfaces() {

@@ -15,6 +15,11 @@ unsigned int InterfaceTo(in_addr address);
 
 std::string InterfaceName(unsigned int index);
 
+// The number of the interface with this name or address; 0 when there is none.
+unsigned int InterfaceNamed(const std::string& nameOrAddress);
+
+bool IsLoopback(unsigned int index);
+
 // The name of the interface that has this address of its own; the address when none has.
 std::string InterfaceWith(in_addr address);
 
