@@ -31,4 +31,10 @@ inline void Shell(const std::string& commands) {
     ASSERT_EQ(pclose(popen(("set -e\n" + commands).c_str(), "w")), 0) << commands;
 }
 
+// An interface of this machine beside the loopback one, with the address 10.7.0.1.
+inline void MakeInterface(const std::string& name) {
+    Shell("ip link add " + name + " type veth peer name other; ip link set other up; ip link set " + name +
+          " up; ip address add 10.7.0.1/24 dev " + name);
+}
+
 #endif

@@ -87,13 +87,9 @@ TEST(Doctor, NamesWhatKeepsAClientFromTheStream) {
     ExpectCauses({
         {.cause = "unknown-name", .said = "no.such.invalid", .name = "no.such.invalid"},
         {.cause = "no-route-to-server", .said = "no route", .name = "10.8.0.1"},
-        {.cause = "no-route-to-group",
-         .said = "no route",
-         .remedy = "239.239.239.52/32 dev receiving1; to keep it: .*Route.* receiving1",
-         .faults = "ip route del 239.0.0.0/8"},
         {.cause = "no-multicast-on-interface",
          .said = "receiving1",
-         .remedy = "set receiving1 up multicast on; to keep it: .*Multicast=yes.* receiving1",
+         .remedy = "set receiving1 up multicast on; to keep it: .*Multicast=yes.* receiving1.*--interface",
          .faults = "ip link set receiving1 multicast off"},
         {.cause = "server-silent", .said = "port 5230 of 10.9.1.1", .server = {}},
         {.cause = "version-refused", .said = "3.0.1.7", .server = "--refuse --server-version 3.0.1.7"},
@@ -108,8 +104,8 @@ TEST(Doctor, NamesWhatKeepsAClientFromTheStream) {
          .remedy = "nftables.conf lasts; .* in on receiving1 to 239.239.239.52 port 5231 .*--permanent",
          .faults = "nft 'table ip t { chain c { type filter hook input priority 0; udp dport 5231 drop; }; }'"},
         {.cause = "wrong-interface",
-         .said = "receiving2, the library joins on receiving1",
-         .remedy = "239.239.239.52/32 dev receiving2; to keep it: .*network of receiving1",
+         .said = "receiving2, clients join on receiving1",
+         .remedy = "SetStreamInterface.*--interface receiving2.*network of receiving1",
          .server = "--interface 10.9.2.1"},
         {.cause = "reverse-path-filter",
          .said = "the filter of receiving2 dropped",
@@ -126,7 +122,14 @@ TEST(Doctor, NamesWhatKeepsAClientFromTheStream) {
 TEST(Doctor, WarnsOfWhatLosesSomeFrames) {
     const char* const nothing = "none|small-receive-buffer";
     ExpectCauses({
-        {.cause = nothing, .said = " whole frames", .code = 0},
+        {.cause = nothing, .said = " whole frames.*frames delivered to a client, 0 lost", .code = 0},
+        // The group needs no route of its own.
+        {.cause = nothing, .said = "on interface receiving1", .faults = "ip route del 239.0.0.0/8", .code = 0},
+        {.cause = nothing,
+         .said = "on interface receiving2",
+         .server = "--interface 10.9.2.1",
+         .name = "10.9.1.1 --interface receiving2",
+         .code = 0},
         // As a user without any privilege.
         {.cause = nothing,
          .said = "\"firewall\",\"state\":\"unknown\",\"text\":\"[^\"]*cannot be read",
@@ -145,9 +148,19 @@ TEST(Doctor, WarnsOfWhatLosesSomeFrames) {
          .server = "--interface s1 --duplicate 0.2",
          .code = 0},
         {.cause = "frames-broken",
-         .said = "[1-9][0-9]* of .* did not continue a message",
+         .said = "[1-9][0-9]* of .* did not continue a message.* lost \\([0-9]+ incomplete",
          .remedy = "link show dev receiving1",
          .server = "--interface s1 --seed 3 --loss 0.1"},
+        {.cause = "frames-missing",
+         .said = " lost \\([0-9]+ never seen.*longest pause between two frames was [0-9][0-9][0-9]+\\.",
+         .remedy = "link show dev receiving1",
+         .faults = "nft 'table ip t { chain c { type filter hook input priority 0; udp dport 5231 numgen inc mod "
+                   "120 < 60 drop; }; }'",
+         .server = "--interface s1 --rate 120 --skeletons 0 --force-plates none"},
+        {.cause = "numbers-went-back|small-receive-buffer",
+         .said = "went back [1-9]",
+         .server = "--interface s1 --restart-every 60",
+         .code = 0},
         {.cause = "several-senders",
          .said = "10.9.1.1:[0-9]*, 10.9.1.1:[0-9]*: servers that stream at once",
          .remedy = "10.9.1.1:[0-9]*, 10.9.1.1:[0-9]* stream to 239.239.239.52:5231",
@@ -176,4 +189,41 @@ TEST(Doctor, NamesWhatIsWrongWithTheStream) {
         {.cause = "ip-fragments-lost", .said = "1506 bytes, the MTU is 1500", .faults = "MASK=8191" + drop},
         {.cause = "ip-fragments-lost", .said = "0 fragments arrived, 0 packets", .faults = "MASK=16383" + drop},
     });
+}
+
+TEST(Doctor, TellsFaultsAsTheyComeAndGo) {
+    MakeInterface("here");
+    const char* const options = "--rate 100 --interface 10.7.0.1 --skeletons 0 --force-plates none";
+    std::optional<Server> server(options);
+    ToolRun doctor("doctor 127.0.0.1 --interface here --watch");
+    const auto tells = [&](const std::string& pattern) {
+        std::string line = doctor.Line();
+        while (!line.empty() && !testing::Matches(testing::MatchesRegex(pattern))(line)) line = doctor.Line();
+        return !line.empty();
+    };
+    const std::string time = "[0-9][0-9]:[0-9][0-9]:[0-9][0-9] ";
+    while (!doctor.Line().empty()) continue; // the examination
+    EXPECT_TRUE(tells("Remedy: .*"));
+    EXPECT_EQ(doctor.Line(), "");
+    EXPECT_TRUE(tells("Watching.*"));
+    Shell("ip link set here down");
+    EXPECT_TRUE(tells(time + "interface here of the stream is gone.*"));
+    Shell("ip link set here up");
+    EXPECT_TRUE(tells(time + "frames come again over interface here"));
+    Shell(
+        "nft 'table ip t { chain c { type filter hook input priority 0; udp dport 5231 numgen inc mod 9 < 1 "
+        "drop; }; }'");
+    EXPECT_TRUE(tells(time + "[0-9]+ frames? lost \\([0-9]+ never seen\\)"));
+    Shell("nft delete table ip t");
+    EXPECT_TRUE(tells(time + "no frame lost for 2 s"));
+    EXPECT_EQ(Output("send 127.0.0.1 pause", 0), "paused\n");
+    EXPECT_TRUE(tells(time + "no frame for [0-9.]+ s"));
+    EXPECT_EQ(Output("send 127.0.0.1 resume", 0), "resumed\n");
+    EXPECT_TRUE(tells(time + "frames come again, after [0-9.]+ s"));
+    server.reset();
+    server.emplace(options);
+    EXPECT_TRUE(tells(time + "the numbers of the frames went back 1 time: .*"));
+    doctor.Interrupt();
+    EXPECT_THAT(doctor.Rest(), testing::ContainsRegex("Watched for [0-9]+ s: [0-9]+ frames came, .* lost \\("));
+    EXPECT_EQ(doctor.Wait(), 1);
 }

@@ -119,9 +119,7 @@ private:
 } // namespace
 
 TEST(Watch, ReplacesItsBlockOnATerminalOfAnyWidth) {
-    Shell(
-        "ip link add here type veth peer name there; ip address add 10.7.0.1/24 dev here; ip link set here up\n"
-        "ip link set there up");
+    MakeInterface("here");
     Server server("--rate 100 --marker-sets 12 --force-plates none --interface 10.7.0.1 --foreign 0.2");
     Terminal terminal(80, "--interface here --verbose 127.0.0.1"); // a line of the log for each foreign datagram
     for (const auto columns : std::initializer_list<unsigned short>{80, 60, 110, 200}) {

@@ -72,16 +72,19 @@ sStreamStatistics Client::Statistics() {
     return statistics;
 }
 
+int Client::Start(std::string& reason) {
+    std::string dotted = ToText(Resolve(m_server)); // the name is not looked up again
+    const int result = m_client.Initialize(dotted.data());
+    const std::lock_guard guard(TheLog().mutex);
+    reason = Trimmed(TheLog().lastError);
+    return result;
+}
+
 void Client::Connect() {
     const in_addr address = Resolve(m_server);
-    std::string dotted = ToText(address); // the name is not looked up again
-    const int result = m_client.Initialize(dotted.data());
-    if (result == 0) return;
     std::string reason;
-    {
-        const std::lock_guard guard(TheLog().mutex);
-        reason = Trimmed(TheLog().lastError);
-    }
+    const int result = Start(reason);
+    if (result == 0) return;
     if (result == 10) throw std::runtime_error(fmt::format("{} refuses this client: {}", m_server, reason));
     throw std::runtime_error(
         fmt::format("no connection to {}.\n"

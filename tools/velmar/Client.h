@@ -23,7 +23,9 @@ public:
     // Throws UsageError when this machine has none.
     void JoinOn(const std::string& interface);
 
-    // Throws std::runtime_error that says what was tried, or what the server answered.
+    // 0, or the result of the library's Initialize, and the reason if its log has one.
+    int Start(std::string& reason);
+    // The same, but throws std::runtime_error that says what was tried, or what the server answered.
     void Connect();
     void Disconnect() { m_client.Uninitialize(); }
 

@@ -124,6 +124,19 @@ std::optional<OwnInterface> FindInterface(const std::string& nameOrAddress, std:
     return std::nullopt;
 }
 
+unsigned int InterfaceNamed(const std::string& nameOrAddress) {
+    std::string problem;
+    const std::optional<OwnInterface> found = FindInterface(nameOrAddress, problem);
+    return found ? found->index : 0;
+}
+
+bool IsLoopback(unsigned int index) {
+    ifreq request{};
+    const UdpSocket socket;
+    return if_indextoname(index, request.ifr_name) != nullptr &&
+           ioctl(socket.Handle(), SIOCGIFFLAGS, &request) == 0 && (request.ifr_flags & IFF_LOOPBACK) != 0;
+}
+
 std::vector<Interface> MulticastInterfaces() {
     std::vector<Interface> interfaces;
     const InterfaceList list = ReadInterfaces();

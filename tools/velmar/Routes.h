@@ -25,6 +25,10 @@ struct OwnInterface {
 };
 // By its name or by an IPv4 address of its own. Nothing when there is none; `problem` then says what was expected.
 std::optional<OwnInterface> FindInterface(const std::string& nameOrAddress, std::string& problem);
+// The number of that interface alone; 0 when there is none.
+unsigned int InterfaceNamed(const std::string& nameOrAddress);
+
+bool IsLoopback(unsigned int index);
 
 struct Interface {
     unsigned int index;

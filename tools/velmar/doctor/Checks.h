@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "Client.h"
 #include "doctor/Observation.h"
 #include "doctor/SystemFigures.h"
 #include "wire/UdpSocket.h"
@@ -28,11 +29,16 @@ struct Finding {
 
 struct Examination {
     std::string server;
+    std::optional<std::string>
+        chosen{};                   // the interface to be joined, by name or address; or what faces the server
+    Client client{server, false};   // looks at the stream as an application does, from its check on
     in_addr address{};              // known after the name
-    unsigned int groupInterface{0}; // through which the library joins; known after the routes
-    UdpSocket commands{};           // towards the server
-    UdpSocket data{};               // prepared as the library prepares its own
+    unsigned int groupInterface{0}; // on which the client joins; known after the routes, for sure after the client
+    unsigned int defaultInterface{0}; // on which it joins too, of a server on this machine
+    UdpSocket commands{};             // towards the server
+    UdpSocket data{};                 // prepared as the library prepares its own
     Observation seen{};
+    sStreamStatistics account{};        // the client's, of the same time
     std::optional<long long> reached{}; // packets of the stream, before the packet filter; for root
     Counters before{};                  // of the system, around the observation
     Counters after{};
@@ -43,10 +49,11 @@ struct Examination {
 
 Finding CheckName(Examination& examination);
 Finding CheckRouteToServer(Examination& examination);
-Finding CheckRouteToGroup(Examination& examination);
+Finding CheckInterfaceToJoin(Examination& examination);
 Finding CheckServer(Examination& examination);
 Finding CheckDataPort(Examination& examination);
 Finding CheckMembership(Examination& examination);
+Finding CheckClient(Examination& examination);
 Finding CheckArrivals(Examination& examination); // observes the stream; the checks below judge what it saw
 Finding CheckReceiveBuffer(Examination& examination);
 Finding CheckReversePath(Examination& examination);
@@ -56,5 +63,8 @@ Finding CheckInterface(Examination& examination);
 Finding CheckProtocol(Examination& examination);
 Finding CheckMessageFragments(Examination& examination);
 Finding CheckFrames(Examination& examination);
+Finding CheckLosses(Examination& examination);
+Finding CheckNumbers(Examination& examination);
+Finding CheckPauses(Examination& examination);
 
 #endif

@@ -12,7 +12,8 @@
 
 void Observation::Listen(UdpSocket& socket, std::chrono::nanoseconds duration) {
     using Clock = std::chrono::steady_clock;
-    const auto deadline = Clock::now() + duration;
+    auto latest = Clock::now();
+    const auto deadline = latest + duration;
     unsigned char datagram[65536];
     while (!StopSignal::Arrived() && Clock::now() < deadline) {
         pollfd waiting{socket.Handle(), POLLIN, 0};
@@ -20,9 +21,11 @@ void Observation::Listen(UdpSocket& socket, std::chrono::nanoseconds duration) {
         while (Clock::now() < deadline) {
             const auto arrival = socket.ReceiveStamped(datagram);
             if (!arrival) break;
+            latest = Clock::now();
             Add(arrival->from, arrival->interface, {datagram, arrival->size});
         }
     }
+    silenceAtEnd = Clock::now() - latest;
 }
 
 std::vector<unsigned int> Observation::MissingFragments() const {

@@ -35,6 +35,7 @@ public:
     std::map<unsigned int, long long> byInterface;
     std::map<unsigned int, long long> byFragment;
     unsigned int fragmentsOfLongest = 0;
+    std::chrono::nanoseconds silenceAtEnd{}; // since the latest datagram
 
 private:
     void Add(const sockaddr_in& from, unsigned int interface, Bytes datagram);

@@ -10,13 +10,11 @@ std::string LastingSetting(const std::string& name, long long value) {
     return LastingSettings(fmt::format("{}={}", name, value));
 }
 
-std::string LastingRoute(const std::string& address, const std::string& interface) {
+std::string JoiningOn(const std::string& interface) {
     return fmt::format(
-        "ip route replace {0}/32 dev {1}; to keep it: with NetworkManager, nmcli connection modify \"$(nmcli -g "
-        "GENERAL.CONNECTION device show {1})\" +ipv4.routes {0}/32; with systemd-networkd, a section [Route] with "
-        "Destination={0}/32 and Scope=link in the .network file of {1}; in /etc/network/interfaces, a line up ip "
-        "route replace {0}/32 dev {1} under iface {1}",
-        address, interface);
+        "in an application, Quorin_SetStreamInterface(client, \"{0}\") before Initialize; with velmar watch and "
+        "velmar doctor, --interface {0}",
+        interface);
 }
 
 std::string LastingMulticast(const std::string& interface) {

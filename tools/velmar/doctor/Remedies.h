@@ -8,8 +8,8 @@
 std::string LastingSettings(const std::string& settings);
 std::string LastingSetting(const std::string& name, long long value);
 
-// Sends what is for this address through the interface.
-std::string LastingRoute(const std::string& address, const std::string& interface);
+// Makes clients join the stream on the interface.
+std::string JoiningOn(const std::string& interface);
 
 // Lets the interface carry multicast.
 std::string LastingMulticast(const std::string& interface);

@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "Routes.h"
+#include "StreamWords.h"
 #include "Wording.h"
 #include "doctor/Checks.h"
 #include "doctor/Remedies.h"
@@ -33,11 +34,12 @@ Finding CheckDataPort(Examination& examination) {
     return {State::kOk, fmt::format("UDP port {} can be had", kDefaultDataPort)};
 }
 
-// Joins as the library does, and then on every other interface, so that a stream is seen that comes elsewhere.
+// Joins where the library does, and then on every other interface, so that a stream is seen that comes elsewhere.
 Finding CheckMembership(Examination& examination) {
     const in_addr group = GroupAddress().sin_addr;
     const std::string name = InterfaceName(examination.groupInterface);
-    const bool joined = Set(examination.data, IPPROTO_IP, IP_ADD_MEMBERSHIP, ip_mreqn{group, {}, 0}) == 0;
+    const bool joined = Set(examination.data, IPPROTO_IP, IP_ADD_MEMBERSHIP,
+                            ip_mreqn{group, {}, static_cast<int>(examination.groupInterface)}) == 0;
     const std::string reason = joined ? "the system does not list it" : std::generic_category().message(errno);
     if (!joined || IsMember(name, group) == false)
         return {State::kFailure, fmt::format("{} cannot be joined on {}: {}", ToText(group), name, reason),
@@ -47,6 +49,20 @@ Finding CheckMembership(Examination& examination) {
         Set(examination.data, IPPROTO_IP, IP_ADD_MEMBERSHIP,
             ip_mreqn{group, {}, static_cast<int>(interface.index)});
     return {State::kOk, fmt::format("{} joined on {}", ToText(group), name)};
+}
+
+Finding CheckClient(Examination& examination) {
+    std::string reason;
+    if (const int result = examination.client.Start(reason); result != 0)
+        return {State::kFailure, fmt::format("a client does not start, with {}: {}", result, reason),
+                "client-fails", "see what the library's log says: velmar watch --verbose " + examination.server};
+    const sStreamStatistics joined = examination.client.Statistics();
+    if (const unsigned int index = InterfaceNamed(joined.interfaceName); index != 0)
+        examination.groupInterface = index;
+    std::string text = "it joins the stream on " + JoinedInterface(joined);
+    if (examination.defaultInterface != 0)
+        text += fmt::format(" and on {}", InterfaceName(examination.defaultInterface));
+    return {State::kOk, std::move(text)};
 }
 
 Finding CheckReceiveBuffer(Examination& examination) {

@@ -55,6 +55,7 @@ Finding CheckArrivals(Examination& examination) {
     seen.Listen(examination.data, kObservation);
     examination.reached = tap.Packets();
     examination.after = ReadCounters();
+    examination.account = examination.client.Statistics();
     if (seen.datagrams == 0)
         return NoStream(State::kWarning,
                         fmt::format("no datagram on port {} within {} s", kDefaultDataPort, kObservation.count()));
@@ -71,20 +72,23 @@ Finding CheckArrivals(Examination& examination) {
 Finding CheckInterface(Examination& examination) {
     const std::string own = InterfaceName(examination.groupInterface);
     std::string others;
-    for (const auto& [interface, datagrams] : examination.seen.byInterface)
-        if (interface != examination.groupInterface)
-            others += (others.empty() ? "" : ", ") + InterfaceName(interface);
+    bool comesHere = false;
+    for (const auto& [interface, datagrams] : examination.seen.byInterface) {
+        const bool isJoined = interface == examination.groupInterface || interface == examination.defaultInterface;
+        comesHere = comesHere || isJoined;
+        if (!isJoined) others += (others.empty() ? "" : ", ") + InterfaceName(interface);
+    }
     if (others.empty()) return {State::kOk, "nothing comes beside " + own};
-    if (examination.seen.byInterface.contains(examination.groupInterface))
+    if (comesHere)
         return {State::kWarning, fmt::format("datagrams come on {}, but also on {}", own, others),
                 "several-interfaces",
                 fmt::format("let the server stream through the network of {} only, and no other server stream to "
                             "{} on {}",
                             own, ToText(GroupAddress()), others)};
-    return {State::kFailure, fmt::format("the stream comes on {}, the library joins on {}", others, own),
+    return {State::kFailure, fmt::format("the stream comes on {}, clients join on {}", others, own),
             "wrong-interface",
-            fmt::format("lead the group to {}: {}; or let the server stream through the network of {}", others,
-                        LastingRoute(kDefaultMulticastGroup, others.substr(0, others.find(','))), own)};
+            fmt::format("join on {}: {}; or let the server stream through the network of {}", others,
+                        JoiningOn(others.substr(0, others.find(','))), own)};
 }
 
 Finding CheckProtocol(Examination& examination) {
