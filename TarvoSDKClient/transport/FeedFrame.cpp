@@ -30,7 +30,7 @@ CFeedFrame* CFeedFrame::Make(const Source& source) {
         CAppDataModel().EncodeMocap(source.frame, made->Body(), written);
     }
     made->m_times = source.times;
-    made->m_plates.frameNumber = 0;
+    made->m_plates.frameNumber = source.frame->frameNumber;
     made->m_plates.plateCount = 0;
     if (source.plates != nullptr) std::memcpy(&made->m_plates, source.plates, SizeOf(*source.plates));
     return made;
@@ -61,7 +61,6 @@ bool CFeedFrame::Open(sFrameOfMocapData& frame, sForcePlates* plates, sFrameTime
     }
     if (plates != nullptr) {
         *plates = {};
-        plates->frameNumber = frame.frameNumber;
         std::memcpy(plates, &m_plates, SizeOf(m_plates));
     }
     if (times != nullptr) *times = m_times;

@@ -69,12 +69,16 @@ void CMessageAccount::Begins(const tagPackageHeader& header, Bytes payload, unsi
 
 void CMessageAccount::IsJoined(const tagPackageHeader& header) {
     m_lastIndex = header.fragmentIndex;
+    if (m_isRepetition) m_fragmentsRepeated.Add(m_lastIndex); // beside the first one
     ForgetAbandoned();
 }
 
 // The message in hand, of which the fragments before `next` have come.
 void CMessageAccount::Abandon(unsigned int next) {
-    if (m_isRepetition) return;
+    if (m_isRepetition) {
+        m_fragmentsRepeated.Add(next - 1); // beside the first one
+        return;
+    }
     const bool continuesEarly = TakeEarly(next);
     Abandoned& message = Keep(m_key.totalLength);
     for (unsigned int i = 0; i < next; ++i) message.seen.set(i);
@@ -92,6 +96,7 @@ bool CMessageAccount::TakeEarly(unsigned int next) {
                          m_stray.message->totalLength == m_key.totalLength && m_stray.message->seen.count() == 1;
     if (!isEarly) return false;
     m_incomplete.Take(1);
+    if (m_key.type == PackageType_Frame) m_numbers.WasNotUnknown();
     *m_stray.message = {};
     m_stray = {};
     return true;
@@ -105,12 +110,20 @@ CMessageAccount::Abandoned& CMessageAccount::Keep(std::uint32_t totalLength) {
     return m_abandoned[m_newest];
 }
 
+// The join passes over a fragment with the index of its latest one, whatever is in it.
 void CMessageAccount::DoesNotFit(const tagPackageHeader& header, Bytes payload, unsigned int next, Bytes joined) {
-    const bool isLastAgain = m_lastIndex != 0 && header.fragmentIndex == m_lastIndex && next == 0 &&
-                             header.totalLength == joined.size() && payload.size() <= joined.size() &&
-                             std::ranges::equal(payload, joined.last(payload.size()));
-    if (isLastAgain || header.fragmentIndex + 1U == next) {
+    const bool endsJoined =
+        payload.size() <= joined.size() && std::ranges::equal(payload, joined.last(payload.size()));
+    const bool hasLatestIndex = header.fragmentIndex + 1U == next;
+    const bool isLastAgain = next == 0 && m_lastIndex != 0 && header.fragmentIndex == m_lastIndex &&
+                             header.totalLength == joined.size();
+    if (endsJoined && (hasLatestIndex || isLastAgain)) {
         m_fragmentsRepeated.Add(1);
+        return;
+    }
+    if (hasLatestIndex) {
+        m_incomplete.Add(1);
+        if (header.type == PackageType_Frame) m_numbers.AbandonedUnknownBehind();
         return;
     }
     m_lastIndex = 0;

@@ -1,11 +1,14 @@
 #include "transport/NumberAccount.h"
 
 #include <algorithm>
+#include <utility>
 
 void CNumberAccount::Reset() {
     m_started = false;
     m_entries.fill({});
     m_cameAgain = false;
+    m_behindTooSlow = 0;
+    m_behindIncomplete = 0;
     ForgetEvidence();
     for (System::CCounter* counter : {&m_delivered, &m_framesRepeated, &m_wentBack}) counter->Set(0);
     for (System::CCounter& missing : m_missing) missing.Set(0);
@@ -14,8 +17,8 @@ void CNumberAccount::Reset() {
 void CNumberAccount::ForgetEvidence() {
     m_drops = 0;
     m_dropsBefore = 0;
-    m_unknownTooSlow = 0;
-    m_unknownIncomplete = 0;
+    m_unknownTooSlow = std::exchange(m_behindTooSlow, 0);
+    m_unknownIncomplete = std::exchange(m_behindIncomplete, 0);
 }
 
 // By the shortest way around the numbers' range.
@@ -44,12 +47,24 @@ void CNumberAccount::Abandoned(std::int32_t number) {
 }
 
 void CNumberAccount::AbandonedUnknown() {
-    if (m_drops == 0) {
+    m_unknownIsTooSlow = m_drops > 0;
+    if (!m_unknownIsTooSlow) {
         ++m_unknownIncomplete;
         return;
     }
     --m_drops;
     ++m_unknownTooSlow;
+}
+
+void CNumberAccount::AbandonedUnknownBehind() {
+    ++(m_drops > m_dropsBefore ? m_behindTooSlow : m_behindIncomplete);
+}
+
+void CNumberAccount::WasNotUnknown() {
+    std::uint64_t& unknown = m_unknownIsTooSlow ? m_unknownTooSlow : m_unknownIncomplete;
+    if (unknown == 0) return; // a frame has come since
+    --unknown;
+    if (m_unknownIsTooSlow) ++m_drops;
 }
 
 void CNumberAccount::Lost(std::int32_t number, Cause cause) {

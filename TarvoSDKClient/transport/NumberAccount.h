@@ -31,6 +31,10 @@ public:
     void Abandoned(std::int32_t number);
     // Neither can one whose beginning has not come.
     void AbandonedUnknown();
+    // The same while another message is in hand, which may still be completed.
+    void AbandonedUnknownBehind();
+    // The latest of these turns out to be the frame in hand.
+    void WasNotUnknown();
 
     void Report(sStreamStatistics& statistics) const;
 
@@ -71,6 +75,10 @@ private:
     std::uint64_t m_dropsBefore = 0;    // of these, before the message in hand
     std::uint64_t m_unknownTooSlow = 0; // abandoned messages without a number, by what was missing of them
     std::uint64_t m_unknownIncomplete = 0;
+    bool m_unknownIsTooSlow = false; // the latest one of these
+    // Of these, came while another message was in hand, whose frame comes before them.
+    std::uint64_t m_behindTooSlow = 0;
+    std::uint64_t m_behindIncomplete = 0;
 
     System::CCounter m_delivered;
     System::CCounter m_framesRepeated;

@@ -71,13 +71,6 @@ STAND_IN("bind", int, bind, -1, (int s, To address, socklen_t size), (s, address
 STAND_IN(KindOf(d), ssize_t, sendto, -1, (int s, const void* d, size_t n, int f, To to, socklen_t m),
          (s, d, n, f, to, m))
 
-bool Eventually(auto condition) {
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    for (; !condition(); std::this_thread::sleep_for(std::chrono::milliseconds(1)))
-        if (std::chrono::steady_clock::now() > deadline) return false;
-    return true;
-}
-
 inline long Entries(const char* path) { return std::distance(std::filesystem::directory_iterator(path), {}); }
 
 // Heap blocks, descriptors and, as soon as there are so many, threads: a joined one may be listed a moment more.

@@ -13,6 +13,15 @@ struct StatisticsTest : Streaming {
     const sockaddr_in group = ScriptedServer::Address("239.239.239.52", 5231);
 };
 
+// In four fragments, of which each differs from that of another frame.
+static Bytes NumberedBody(int number) {
+    constexpr std::size_t kMarkers = 400;
+    Bytes body = FrameBody(number, {}, kMarkers);
+    for (std::size_t marker = 0; marker < kMarkers; ++marker)
+        std::memcpy(&body[12 + 12 * marker], &number, sizeof number);
+    return body;
+}
+
 // "8": a frame of one datagram; "7.2": a fragment of one of four; "u8": one that cannot be decoded; a word: a
 // datagram that is no frame's.
 static std::vector<Bytes> Datagrams(const char* row) {
@@ -35,7 +44,7 @@ static std::vector<Bytes> Datagrams(const char* row) {
             datagrams.push_back(Datagram{103, 0, 50, 0, FrameBody(number(0))}.Wire());
         } else {
             const auto index = static_cast<std::size_t>(number(dot + 1));
-            datagrams.push_back(Cut(103, 0, FrameBody(number(0), {}, 400)).at(index).Wire());
+            datagrams.push_back(Cut(103, 0, NumberedBody(number(0))).at(index).Wire());
         }
     }
     return datagrams;
@@ -56,12 +65,16 @@ TEST_F(StatisticsTest, EveryFaultMovesItsCountersAndNoOthers) {
         {"1 2.0 2.1 2.3 3.0 3.2 3.3 4", "cut:2 frames:2 incomplete:2"},
         {"1 2.0 2.2 2.1 2.3 3", "mixed:1 frames:2 incomplete:1"},
         {"1 2.1 2.0 2.2 2.3 3", "mixed:1 frames:2 incomplete:1"},
+        {"1 3.1 3.0 3.2 3.3 4", "mixed:1 frames:2 incomplete:1 unseen:1"},
         {"1 2.0 2.1 2.3 2.2 3", "mixed:1 frames:2 incomplete:1"},
         {"1 2.0 2.1 2.2 3.0 2.3 3.1 3.2 3.3 4", "mixed:2 frames:2 incomplete:2"},
         {"1 2.0 2.1 9 2.2 2.3 10", "mixed:1 frames:3 incomplete:1 unseen:6"},
         {"1 2.0 2.0 2.1 2.1 2.2 2.3 2.3 3", "twice:3 frames:3"},
+        {"1 2.0 2.1 2.2 2.3 2.0 2.1 2.2 2.3 3", "twice:4 frames:4 again:1"},
+        {"1 2.0 2.1 2.2 2.3 2.0 2.1 3", "twice:2 frames:3"},
         {"1 2.0 2.2 2.2 2.3 3", "cut:1 twice:1 frames:2 incomplete:1"},
-        {"1 2.0 2.2 2.3 2.0 2.1 2.2 2.3 3", "cut:1 twice:1 frames:3"},
+        {"1 2.0 2.2 2.3 2.0 2.1 2.2 2.3 3", "cut:1 twice:4 frames:3"},
+        {"1 2.0 2.1 2.2 3.2 3.3 4", "cut:1 frames:3 incomplete:1"},
         {"1 2 2 3", "frames:4 again:1"},
         {"1 2 4 3 5", "frames:5 back:1"},
         {"1 2 4 3 2 5", "frames:6 again:1 back:1"},

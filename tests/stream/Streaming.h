@@ -4,17 +4,9 @@
 
 #include <cstring>
 #include <memory>
-#include <thread>
 
 #include "TarvoStream.h"
 #include "end_to_end/Client.h"
-
-inline bool Eventually(auto condition) {
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    for (; !condition(); std::this_thread::sleep_for(std::chrono::milliseconds(1)))
-        if (std::chrono::steady_clock::now() > deadline) return false;
-    return true;
-}
 
 inline constexpr std::uint32_t kPatienceMs = std::chrono::milliseconds(kPatience).count();
 

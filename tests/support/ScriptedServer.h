@@ -17,6 +17,7 @@
 #include <mutex>
 #include <span>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -48,6 +49,14 @@ struct Arrivals {
 };
 
 auto InBackground(auto work) { return std::async(std::launch::async, std::move(work)); }
+
+// Whether a condition comes true that nothing announces.
+bool Eventually(auto condition) {
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    for (; !condition(); std::this_thread::sleep_for(std::chrono::milliseconds(1)))
+        if (std::chrono::steady_clock::now() > deadline) return false;
+    return true;
+}
 
 // How long some work takes, in milliseconds.
 long TimeOf(auto work) {
