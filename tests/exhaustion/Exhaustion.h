@@ -11,7 +11,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "TarvoSDKClient.h"
+#include "TarvoStream.h"
 #include "support/ScriptedServer.h"
 
 static std::atomic<const char*> armed{""}; // the resource of which a use fails

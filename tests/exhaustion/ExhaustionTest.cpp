@@ -57,12 +57,24 @@ static int CopyAFrame(void* client, AnsweringServer& server) {
     Quorin_FreeFrame(frame);
     return Quorin_FreeFrame(&copy) == 0 && whole ? result : -1;
 }
+// 1: there is no feed; 2: its frame was lost, or found no memory.
+static int UseAFeed(void* client, AnsweringServer& server) {
+    static sFrameOfMocapData taken;
+    void* feed = nullptr;
+    if (Quorin_OpenFeed(client, 4, &feed) != 0) return feed == nullptr ? 1 : -1;
+    Quorin_FreeFrame(NextFrame(client, server));
+    int result = 9;
+    Eventually([&] { return (result = Quorin_NextFrame(feed, 1, &taken, nullptr, nullptr)) != 9 || fired; });
+    const bool whole = taken.frameNumber == (result == 0 ? 1 : 0); // or nothing of it
+    return Quorin_CloseFeed(feed) + Quorin_FreeFrame(&taken) == 0 && whole ? (result == 9 ? 2 : result) : -1;
+}
 static int Restart(void* client, AnsweringServer&) { return Uninitialize(client) + Initialize(client, host); }
 static int AwaitPlates(void* client, AnsweringServer&) { return WaitForForcePlateInit(client, 1); }
 
 // A restart has its port for itself, and descriptions without memory may be those of no plate.
 static const Operation kOperations[]{{{1, 2}, WholeLife}, {{1}, Restart, "sharing"},    {{1, 9}, ExchangeTexts},
-                                     {{1, 2}, Ask},       {{1}, AwaitPlates, "memory"}, {{2}, CopyAFrame}};
+                                     {{1, 2}, Ask},       {{1}, AwaitPlates, "memory"}, {{2}, CopyAFrame},
+                                     {{1, 2}, UseAFeed}};
 
 struct ExhaustionTest : testing::TestWithParam<std::size_t> {
     // Whether this use of the resource was made and failed.
