@@ -44,9 +44,9 @@ void operator delete[](void* memory, std::size_t) noexcept { Give(memory); }
 // What a socket cannot serve without, what it needs beside others on its port, and what only makes it better.
 static const char* KindOf(int level, int option, const void* value) {
     // The stream of a server on this host is joined twice; choosing an interface matters for the first time only.
-    in_addr interface {};
-    std::memcpy(&interface, value, sizeof interface);
-    if (level == IPPROTO_IP && option == IP_MULTICAST_IF && interface.s_addr == INADDR_ANY) return "joining";
+    in_addr interface { INADDR_NONE };
+    if (level == IPPROTO_IP && option == IP_MULTICAST_IF) std::memcpy(&interface, value, sizeof interface);
+    if (interface.s_addr == INADDR_ANY) return "joining";
     return level == SOL_SOCKET && option == SO_REUSEADDR ? "sharing" : "tuning";
 }
 // A text or a greeting, whose arrival nobody waits for, or a request.
