@@ -190,8 +190,10 @@ bool CCommandServer::ReceiveOnce() {
         Report::Failed();
         return false;
     }
-    if (m_mayBeFull) m_ledger.SawWaiting(StreamSocket::Waiting(m_socket));
-    m_mayBeFull = false;
+    if (m_mayBeFull.load(std::memory_order_relaxed)) {
+        m_ledger.SawWaiting(StreamSocket::Waiting(m_socket));
+        m_mayBeFull.store(false, std::memory_order_relaxed);
+    }
     if (m_socket.Receive(m_receiveArea) != 0) {
         Report::Failed();
         CUtility::Sleep(kPauseAfterFailureMs);
@@ -201,7 +203,7 @@ bool CCommandServer::ReceiveOnce() {
     do {
         HandleDatagram(m_receiveArea[handled]);
     } while (++handled < m_receiveArea.Count() && m_running);
-    m_mayBeFull = m_mayBeFull || m_receiveArea.IsFull();
+    if (m_receiveArea.IsFull()) m_mayBeFull.store(true, std::memory_order_relaxed);
     return true;
 }
 

@@ -200,12 +200,13 @@ private:
     System::CSocketTransfer m_socket;
 
     CStreamLedger m_ledger; // written by the receive thread
+    // A callback has taken long, or as many datagrams waited as one call takes.
+    std::atomic<bool> m_mayBeFull{false};
     mutable System::CPlainMutex m_joinedLock;
     System::HostInterfaces::Interface m_joined TARVO_GUARDED_BY(m_joinedLock); // the one to tell of
 
     // Receive thread only.
-    sFrameTimes m_times{};    // of the frame in hand
-    bool m_mayBeFull = false; // a callback has taken long, or as many datagrams waited as one call takes
+    sFrameTimes m_times{};               // of the frame in hand
     std::uint8_t m_expectedFragment = 0; // 0 when no message is being joined
     unsigned int m_sender = 0;           // of the latest datagram, host byte order
     char m_senderText[kAddressTextSize] = "0.0.0.0";

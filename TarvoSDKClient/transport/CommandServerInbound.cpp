@@ -131,7 +131,7 @@ void CCommandServer::HandOn(sFrameOfMocapData* frame, const unsigned char* paylo
         if (hasPlates) CAppCallBack::ForcePlate(&plates, UserData(DataType_ForcePlate));
         CAppCallBack::Stream(frame, UserData(DataType_Stream));
     }
-    if (m_ledger.LeftCallbacks(m_times) >= kLongCallbackNs) m_mayBeFull = true;
+    if (m_ledger.LeftCallbacks(m_times) >= kLongCallbackNs) m_mayBeFull.store(true, std::memory_order_relaxed);
     isAsReceived = isAsReceived && !CAppCallBack::HasStreamFunc(); // a callback may set one, or take itself away
     if (m_feeds != nullptr && m_feeds->HasAny())
         m_feeds->Publish({payload, length, frame, isAsReceived, hasPlates ? &plates : nullptr, m_times});
