@@ -60,7 +60,7 @@ Finding CheckClient(Examination& examination) {
     if (const unsigned int index = InterfaceNamed(joined.interfaceName); index != 0)
         examination.groupInterface = index;
     std::string text = "it joins the stream on " + JoinedInterface(joined);
-    if (examination.defaultInterface != 0)
+    if (examination.defaultInterface != 0 && examination.defaultInterface != examination.groupInterface)
         text += fmt::format(" and on {}", InterfaceName(examination.defaultInterface));
     return {State::kOk, std::move(text)};
 }
