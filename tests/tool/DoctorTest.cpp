@@ -126,7 +126,7 @@ TEST(Doctor, WarnsOfWhatLosesSomeFrames) {
         // The group needs no route of its own.
         {.cause = nothing, .said = "on interface receiving1", .faults = "ip route del 239.0.0.0/8", .code = 0},
         {.cause = nothing,
-         .said = "on interface receiving2",
+         .said = "interface receiving2, which was chosen.*joins the stream on interface receiving2",
          .server = "--interface 10.9.2.1",
          .name = "10.9.1.1 --interface receiving2",
          .code = 0},
