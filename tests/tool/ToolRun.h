@@ -72,6 +72,14 @@ private:
     std::FILE* m_output = nullptr;
 };
 
+// Of the stream's datagrams that arrive at this machine, by a rule of its packet filter. Numbers are taken modulo.
+inline std::string DroppingStream(const std::string& numbers) {
+    return "nft add table ip t; nft 'add chain ip t c { type filter hook input priority 0; }'; nft 'add rule ip t "
+           "c "
+           "udp dport 5231 numgen inc mod " +
+           numbers + " drop'";
+}
+
 // A simulated server that is up; it ends by itself or with the test.
 class Server {
 public:
