@@ -23,6 +23,8 @@ abidw --suppressions tests/interface/stored.abignore --exported-interfaces-only 
   --no-comp-dir-path --no-show-locs --no-elf-needed --no-parameter-names --no-write-default-sizes \
   --type-id-style hash \
   --out-file "$build/velmar_sdk.abi" "$build/TarvoSDKClient/libvelmar_sdk.so"
+# Nor does it matter where the sources lie.
+sed -i "s| path='$PWD/| path='|" "$build/velmar_sdk.abi"
 if [ -n "$update" ]; then
   cp "$build/velmar_sdk.abi" "$baseline"
 else
