@@ -159,8 +159,12 @@ public:
         getsockname(m_socket, Generic(address), &size);
         m_port = ntohs(address.sin_port);
     }
-    ~ScriptedServer() { Leave(); }
-    void Leave() { close(std::exchange(m_socket, -1)); } // its port is free then
+    ~ScriptedServer() { close(m_socket); }
+    // From here on it sends from another port.
+    void LeavePort() {
+        close(m_socket);
+        m_socket = socket(AF_INET, SOCK_DGRAM, 0);
+    }
     ScriptedServer(const ScriptedServer&) = delete;
 
     int Port() const { return m_port; }
