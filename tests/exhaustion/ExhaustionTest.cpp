@@ -57,16 +57,18 @@ static int CopyAFrame(void* client, AnsweringServer& server) {
     Quorin_FreeFrame(frame);
     return Quorin_FreeFrame(&copy) == 0 && whole ? result : -1;
 }
-// 1: there is no feed; 2: its frame was lost, or found no memory.
+// 1: there is no feed, or no descriptor of it; 2: its frame was lost, or found no memory.
 static int UseAFeed(void* client, AnsweringServer& server) {
     static sFrameOfMocapData taken;
     void* feed = nullptr;
     if (Quorin_OpenFeed(client, 4, &feed) != 0) return feed == nullptr ? 1 : -1;
+    const bool polls = Quorin_FeedDescriptor(feed) != -1;
     Quorin_FreeFrame(NextFrame(client, server));
     int result = 9;
     Eventually([&] { return (result = Quorin_NextFrame(feed, 1, &taken, nullptr, nullptr)) != 9 || fired; });
     const bool whole = taken.frameNumber == (result == 0 ? 1 : 0); // or nothing of it
-    return Quorin_CloseFeed(feed) + Quorin_FreeFrame(&taken) == 0 && whole ? (result == 9 ? 2 : result) : -1;
+    if (Quorin_CloseFeed(feed) + Quorin_FreeFrame(&taken) != 0 || !whole) return -1;
+    return result == 9 ? 2 : std::max(result, polls ? 0 : 1);
 }
 static int Restart(void* client, AnsweringServer&) { return Uninitialize(client) + Initialize(client, host); }
 static int AwaitPlates(void* client, AnsweringServer&) { return WaitForForcePlateInit(client, 1); }

@@ -99,11 +99,27 @@ void Release(const sFrameOfMocapData& frame, const sFrameOfMocapData& asDecoded)
 
 } // namespace
 
-using FrameRecordTest = EndpointTest;
+struct FrameRecordTest : EndpointTest {
+    // The next frame of the feed, in a record that had other bytes before.
+    void CompareFed(const Decoded& fresh) {
+        const auto record = std::make_unique<sFrameOfMocapData>();
+        std::memset(static_cast<void*>(record.get()), 0xA5, sizeof *record);
+        CFeedFrame* taken = nullptr;
+        ASSERT_EQ(feed->Take(0, taken), CFrameFeed::Taken::kFrame);
+        EXPECT_TRUE(taken->Open(*record, nullptr, nullptr));
+        taken->Drop();
+        EXPECT_EQ(record->frameNumber, fresh.frame->frameNumber);
+        EXPECT_TRUE(record->skeletonCount == -5 || SameRecord(*record, *fresh.frame)) << "in the feed";
+        Quorin_FreeFrame(record.get());
+    }
+
+    CFeedList feeds;
+    CCommandServer fed{&feeds};
+    std::shared_ptr<CFrameFeed> feed = feeds.Open(1);
+};
 
 TEST_F(FrameRecordTest, ShowsItsOwnMessageAndNothingElse) {
-    ASSERT_EQ(Start(), 0);
-    CAppCallBack::SetStreamFunc(Compare);
+    ASSERT_EQ(fed.Start(nullptr, "127.0.0.1", server.Port(), true), 0);
     auto& global = CommonKit::TSingletons<CGlobalObject>::Instance();
     RandomBodies bodies;
     std::vector<Bytes> queued;
@@ -112,9 +128,13 @@ TEST_F(FrameRecordTest, ShowsItsOwnMessageAndNothingElse) {
         if (body.size() > kMaxMessageSize) continue;
         sent = &body;
         const int before = seen;
-        Deliver(endpoint, Cut(103, 0, body));
-        EXPECT_EQ(seen - before, Decoded(body).good ? 1 : 0);
-        if (seen > before) queued.push_back(body);
+        const bool heard = bodies.Below(4) > 0; // by a callback
+        const Decoded whole(body);
+        CAppCallBack::SetStreamFunc(heard ? Compare : nullptr);
+        Deliver(fed, Cut(103, 0, body));
+        EXPECT_EQ(seen - before, heard && whole.good ? 1 : 0);
+        if (whole.good) queued.push_back(body);
+        if (whole.good) CompareFed(whole);
         if (bodies.Below(8) == 0 && !queued.empty()) {
             global.writeCache(Decoded(queued.back()).Take()); // one that somebody else has made
             queued.push_back(queued.back());
@@ -125,11 +145,10 @@ TEST_F(FrameRecordTest, ShowsItsOwnMessageAndNothingElse) {
             sFrameOfMocapData* const frame = global.readCache();
             ASSERT_NE(frame, nullptr);
             const Decoded fresh(expected);
-            const bool changed = fresh.frame->frameNumber % 8 == 0;
-            EXPECT_TRUE(changed || SameRecord(*frame, *fresh.frame)) << "in the queue";
+            EXPECT_TRUE(frame->skeletonCount == -5 || SameRecord(*frame, *fresh.frame)) << "in the queue";
             Release(*frame, *fresh.frame);
         }
         queued.clear();
     }
-    EXPECT_GT(seen, 300);
+    EXPECT_GT(seen, 200);
 }
