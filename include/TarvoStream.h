@@ -58,9 +58,8 @@ TARVO_API int Quorin_GetFrameTimes(void* hClient, sFrameTimes* times);
 TARVO_API int Quorin_OpenFeed(void* hClient, uint32_t capacity, void** feed);
 
 /** Takes the oldest frame out of the feed, waiting for one up to timeoutMs milliseconds (0: not at all,
- * TARVO_WAIT_FOREVER: without limit). In the frame and
- * force-plate callbacks of its own client it does not wait, since no frame could come; do not wait in the message
- * callback, which may run on the thread that frames come by.
+ * TARVO_WAIT_FOREVER: without limit). On a thread that brings the frames of the feed's client, as in its frame
+ * callback, it does not wait, since none could come.
  * frame: written whole, its former contents are not released; its arrays are the caller's, to be released with
  * Quorin_FreeFrame. plates, times: may be null; plates get the force plates of the frame (plateCount 0 when none
  * were computed).

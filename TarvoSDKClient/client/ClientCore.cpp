@@ -192,12 +192,11 @@ sStreamStatistics ClientCore::GetStreamStatistics() const {
     return statistics;
 }
 
-// The receive thread of an endpoint is present in it all the time, and in the feeds while it runs a frame's
-// callbacks.
 bool ClientCore::GetFrameTimes(sFrameTimes& times) const {
-    if (!CPresence::Of(&m_feeds)) return false;
-    times = (CPresence::Of(&m_data) ? m_data : m_command).FrameInHand();
-    return true;
+    const sFrameTimes* inHand = m_data.FrameInHand();
+    if (inHand == nullptr) inHand = m_command.FrameInHand();
+    if (inHand != nullptr) times = *inHand;
+    return inHand != nullptr;
 }
 
 int ClientCore::SetVerbosityLevel(int level) { return COutputMessage::SetLevel(static_cast<Verbosity>(level)); }

@@ -177,7 +177,9 @@ void* CCommandServer::UserData(DataType type) {
     return m_userData[static_cast<std::size_t>(type) - 1];
 }
 
+// The thread is present in the feeds that it fills: nobody may wait on it for what it brings.
 int CCommandServer::RunTask() {
+    const CPresence present(m_feeds);
     while (m_running)
         if (!ReceiveOnce()) break;
     return 0;

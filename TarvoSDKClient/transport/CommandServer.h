@@ -14,6 +14,7 @@
 #include "platform/DatagramBatch.h"
 #include "platform/Mutex.h"
 #include "platform/PlainMutex.h"
+#include "platform/Presence.h"
 #include "platform/SocketTransfer.h"
 #include "transport/FeedList.h"
 #include "transport/GroupChoice.h"
@@ -84,8 +85,8 @@ public:
 
     // ---- What the stream is like, from any thread, of the latest start. The feeds' values are left alone.
     void ReportStream(sStreamStatistics& statistics) const;
-    // In a callback for a frame, on the receive thread: the frame's times.
-    const sFrameTimes& FrameInHand() const { return m_times; }
+    // The times of the frame in hand; null outside its callbacks, and on other threads.
+    const sFrameTimes* FrameInHand() const { return System::CPresence::Of(&m_times) ? &m_times : nullptr; }
 
     // The receive loop: returns when the endpoint stops.
     int RunTask();

@@ -127,7 +127,7 @@ void CCommandServer::HandOn(sFrameOfMocapData* frame, const unsigned char* paylo
     const bool hasPlates = ForcePlateMananger::Instance().GetSForcePlates(frame, &plates) == 0;
     bool isAsReceived = !hasPlates && !CAppCallBack::HasStreamFunc();
     {
-        const System::CPresence present(m_feeds);
+        const System::CPresence present(&m_times);
         if (hasPlates) CAppCallBack::ForcePlate(&plates, UserData(DataType_ForcePlate));
         CAppCallBack::Stream(frame, UserData(DataType_Stream));
     }

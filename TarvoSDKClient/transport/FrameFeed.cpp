@@ -63,7 +63,7 @@ void CFrameFeed::SetEnded(bool ended) {
     if (ended) m_arrived.notify_all();
 }
 
-// In a callback of its client the caller is whom it would wait for.
+// On a receive thread of its client the caller is whom it would wait for.
 CFrameFeed::Taken CFrameFeed::Take(std::uint32_t timeoutMs, CFeedFrame*& frame) {
     const bool waits = timeoutMs != 0 && !System::CPresence::Of(m_client);
     std::optional<Clock::time_point> deadline;

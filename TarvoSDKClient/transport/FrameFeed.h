@@ -19,7 +19,7 @@ class CFrameFeed {
 public:
     enum class Taken { kFrame, kTimedOut, kEnded };
 
-    // `client`: what the receive threads of the feed's client are present in while they run its callbacks.
+    // `client`: what the receive threads of the feed's client are present in.
     CFrameFeed(std::unique_ptr<CFeedFrame*[]> ring, std::uint32_t capacity, const void* client);
     ~CFrameFeed();
     CFrameFeed(const CFrameFeed&) = delete;

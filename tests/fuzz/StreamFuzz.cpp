@@ -84,7 +84,7 @@ const std::vector<unsigned char>& FrameBody() {
 
 void OnFrame(sFrameOfMocapData* frame, void* client) {
     sFrameTimes times;
-    Require(Quorin_GetFrameTimes(client, &times) == 0, "a frame in hand has times");
+    Require(Quorin_GetFrameTimes(client, &times) == 1, "the frame is in hand of another endpoint");
     frame->auxValue32 = 7;
 }
 

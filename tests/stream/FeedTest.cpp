@@ -121,6 +121,9 @@ struct Callbacks {
     Arrivals<bool> done{};
 };
 
+static void* fed = nullptr;
+static Arrivals<int> inLine;
+
 TEST_F(FeedTest, TimesAreThoseOfTheDatagramsAndOfTheDeliveryAndACallbackDoesNotWait) {
     void* another = nullptr;
     CreateClient(&another);
@@ -148,6 +151,11 @@ TEST_F(FeedTest, TimesAreThoseOfTheDatagramsAndOfTheDeliveryAndACallbackDoesNotW
     EXPECT_TRUE(arrivalNs < deliveryNs && deliveryNs < callbacks.atNs);
     sFrameTimes none{};
     EXPECT_EQ(Quorin_GetFrameTimes(client, &none), 1) << "no frame in hand";
+    fed = callbacks.feed;
+    SetMessageCallback(client, [](int, char*) { inLine.Add(Next(fed, TARVO_WAIT_FOREVER)); });
+    server.Send(ScriptedServer::Address("239.239.239.52", 5231), Bytes(15)); // which is reported
+    EXPECT_EQ(inLine.Take(1), std::vector{-9}) << "nor does a line on the same thread";
+    SetMessageCallback(client, nullptr);
     DestroyClient(another);
 }
 
