@@ -103,7 +103,7 @@ TEST(Record, AReplayIsLikeTheRecordedServer) {
     }
     const auto whilePlayed = [](const std::string& options, const std::string& commandLine) {
         ToolRun replay("replay " + Path("1.pcap") + options);
-        EXPECT_THAT(replay.Line() + replay.Line(), HasSubstr("serving"));
+        EXPECT_THAT(replay.Line() + replay.Line(), testing::ContainsRegex("serving.*over interface lo, 0 hops"));
         return Output(commandLine, 0);
     };
     EXPECT_THAT(whilePlayed("", "watch 127.0.0.1 --frames 50"), HasSubstr("50 frames received, 0 lost"));
@@ -277,17 +277,6 @@ TEST(Replay, AcceptsClientsWithoutRecordedAnswers) {
     ToolRun replay("replay " + TemporaryFile("bare", Capture(228, {Packet(), Packet()})));
     EXPECT_THAT(replay.Line() + replay.Line() + replay.Line(), HasSubstr("has no descriptions"));
     EXPECT_THAT(Output("watch 127.0.0.1 --frames 2", 0), HasSubstr("2 frames received"));
-}
-
-TEST(Replay, SaysWhereItStreams) {
-    const std::string file = TemporaryFile("short", Capture(228, {Packet()}));
-    for (const auto& [options, way] : {std::pair("", "0 hops"), {"--interface lo", "1 hop"}})
-        EXPECT_THAT(
-            Output("replay --step " + file + " </dev/null " + options, 0),
-            HasSubstr(":5231 a frame for each Enter, over interface lo, "s + way + ": to this machine only\n"));
-    EXPECT_THAT(
-        Output("replay --interface eth77 " + file, 2),
-        HasSubstr("--interface: takes the address of an interface of this machine, or its name, not 'eth77'\n"));
 }
 
 // Twelve eighths of a second, one of them from a clock that was set back by 1.25 s: that takes no time.
