@@ -10,7 +10,6 @@
 #include <shared_mutex>
 #include <span>
 #include <thread>
-#include <vector>
 
 #include "AppDataModel.h"
 #include "TarvoStream.h"
@@ -49,18 +48,14 @@ public:
     Session(const Session&) = delete;
 
     void* Client() const { return m_client; }
-    // Frames of one client come one after the other.
-    void Receive(std::span<const unsigned char> body) {
-        const std::lock_guard guard(m_receiving);
-        tagPackageHeader header{};
-        header.magic = kPackageMagic;
-        header.type = PackageType_Frame;
-        header.totalLength = static_cast<std::uint32_t>(body.size());
-        header.fragmentLength = static_cast<std::uint16_t>(body.size());
-        std::vector<unsigned char> datagram(sizeof header + body.size());
+    // The empty frame. Frames of one client come one after the other.
+    void Receive() {
+        constexpr std::uint16_t kBodySize = 50;
+        const tagPackageHeader header{kPackageMagic, 0, kBodySize, PackageType_Frame, 0, kBodySize, 0};
+        std::array<unsigned char, sizeof header + kBodySize> datagram{};
         std::memcpy(datagram.data(), &header, sizeof header);
-        std::copy(body.begin(), body.end(), datagram.begin() + sizeof header);
-        m_endpoint->DisposeStream("127.0.0.1", 9, datagram.data(), static_cast<unsigned int>(datagram.size()));
+        const std::lock_guard guard(m_receiving);
+        m_endpoint->DisposeStream("127.0.0.1", 9, datagram.data(), datagram.size());
     }
 
 private:
@@ -76,12 +71,6 @@ struct World {
     std::array<std::atomic<void*>, kFeeds> feeds{};
 };
 
-// The empty frame, of which a callback may change what it likes.
-const std::vector<unsigned char>& FrameBody() {
-    static const std::vector<unsigned char> body(50);
-    return body;
-}
-
 void OnFrame(sFrameOfMocapData* frame, void* client) {
     sFrameTimes times;
     Require(Quorin_GetFrameTimes(client, &times) == 1, "the frame is in hand of another endpoint");
@@ -93,63 +82,54 @@ void Read(void* feed, unsigned int argument) {
     sForcePlates plates;
     sFrameTimes times;
     const int result =
-        Quorin_NextFrame(feed, argument % 4 == 3 ? 1 : 0, frame.get(), (argument & 4U) != 0 ? &plates : nullptr,
-                         (argument & 8U) != 0 ? &times : nullptr);
+        Quorin_NextFrame(feed, argument % 2, frame.get(), &plates, (argument & 4U) != 0 ? &times : nullptr);
     Require(result == 0 || result == 1 || result == 2 || result == 9, "a documented result");
     if (result != 0) return;
     Require(frame->auxValue32 == 7, "frames are as the callback leaves them");
     Quorin_FreeFrame(frame.get());
 }
 
-void UseFeed(std::atomic<void*>& place, unsigned int what, unsigned int argument) {
-    void* const feed = place;
-    sFeedStatistics statistics{argument % 40, 0, 0, 0, 0};
-    switch (what) {
-        case 0: Read(feed, argument); break;
-        case 1: Quorin_CloseFeed(feed); break; // its handle stays
-        case 2: Quorin_FeedDescriptor(feed); break;
-        default:
-            if (Quorin_GetFeedStatistics(feed, &statistics) == 0 && statistics.size == sizeof statistics)
-                Require(statistics.waiting <= statistics.capacity &&
-                            statistics.dropped + statistics.waiting <= statistics.received,
-                        "the counts of a feed fit");
-    }
+void CountFrames(void* feed, unsigned int argument) {
+    sFeedStatistics of{argument % 40, 0, 0, 0, 0};
+    if (Quorin_GetFeedStatistics(feed, &of) == 0 && of.size == sizeof of)
+        Require(of.waiting <= of.capacity && of.dropped + of.waiting <= of.received, "the counts of a feed fit");
 }
 
-void UseClient(Session& session, std::atomic<void*>& place, unsigned int what, unsigned int argument) {
+void UseClient(Session& session, std::atomic<void*>& feed, unsigned int what, unsigned int argument) {
     void* opened = nullptr;
     sStreamStatistics statistics{};
-    sFrameTimes times;
+    statistics.size = argument * 2;
     switch (what) {
-        case 4:
-            if (Quorin_OpenFeed(session.Client(), argument % 9, &opened) == 0) {
-                Quorin_CloseFeed(place.exchange(opened));
-            }
-            break;
-        case 5: session.Receive(FrameBody()); break;
-        case 6: Quorin_GetFrameTimes(session.Client(), &times); break;
-        case 7: Quorin_SetStreamInterface(session.Client(), argument % 2 == 0 ? "lo" : "none"); break;
-        default: statistics.size = argument * 2; Quorin_GetStreamStatistics(session.Client(), &statistics);
+        case 4: session.Receive(); break;
+        case 5: Quorin_SetStreamInterface(session.Client(), argument % 2 == 0 ? "lo" : "none"); break;
+        case 6: Quorin_GetStreamStatistics(session.Client(), &statistics); break;
+        default:
+            if (Quorin_OpenFeed(session.Client(), argument % 9, &opened) == 0)
+                Quorin_CloseFeed(feed.exchange(opened));
     }
 }
 
-// One step for each byte.
+// One step for each byte. Handles of closed feeds stay in use.
 void Run(World& world, std::span<const std::uint8_t> program) {
     for (const std::uint8_t step : program) {
         ++steps;
-        const unsigned int what = step % 10U;
-        const unsigned int argument = step / 10U;
+        const unsigned int argument = step / 9U;
         const std::size_t which = argument % 2;
-        std::atomic<void*>& place = world.feeds[argument % kFeeds];
-        if (what < 4) {
-            UseFeed(place, what, argument);
-        } else if (what < 9) {
-            const std::shared_lock inside(world.locks[which]);
-            UseClient(*world.sessions[which], place, what, argument);
-        } else if (argument % 8 == 0) {
-            const std::unique_lock alone(world.locks[which]);
-            world.sessions[which].reset();
-            world.sessions[which] = std::make_unique<Session>();
+        std::atomic<void*>& feed = world.feeds[argument % kFeeds];
+        switch (const unsigned int what = step % 9U) {
+            case 0: Read(feed, argument); break;
+            case 1: CountFrames(feed, argument); break;
+            case 2: Quorin_FeedDescriptor(feed); break;
+            case 3: Quorin_CloseFeed(feed); break;
+            case 8: {
+                const std::unique_lock alone(world.locks[which]);
+                if (argument % 8 == 0) world.sessions[which] = std::make_unique<Session>();
+                break;
+            }
+            default: {
+                const std::shared_lock inside(world.locks[which]);
+                UseClient(*world.sessions[which], feed, what, argument);
+            }
         }
     }
 }
