@@ -96,15 +96,3 @@ TEST_F(ArgumentsTest, ACallbackMayCopyAskAndDestroyAnotherClientAndReplaceItself
     server.Multicast(FrameBody(3));
     EXPECT_EQ(results.Take(1), std::vector<int>{3});
 }
-
-// It goes on until its callback is over, and a later start completes the end.
-TEST_F(ArgumentsTest, AClientThatIsShutDownInItsOwnCallbackSaysSoAndDoesNotHang) {
-    alarm(kPatience.count()); // ends the process if it does hang
-    const auto end = [](sFrameOfMocapData*, void* self) { results.Add(Uninitialize(self)); };
-    for (int session = 0; session < 3; ++session) {
-        ASSERT_EQ(Start(client) + SetDataCallback(client, end, client), 0);
-        server.Multicast(FrameBody(session));
-        EXPECT_EQ(results.Take(1), std::vector<int>{0});
-        EXPECT_EQ(log.Count("shut down from its own callback"), session + 1);
-    }
-}
