@@ -121,6 +121,9 @@ TEST_P(AccountTest, AFaultMovesItsCountersByWhatTheServerSays) {
         expected.messagesIncomplete = seen.messagesIncomplete;
         EXPECT_TRUE(seen.receiveBufferFullest > seen.receiveBufferGranted / 2) << seen.receiveBufferFullest;
     }
+    EXPECT_LE(sent.sums["broken"],
+              sent.sums["lost"] + sent.sums["reordered"] + sent.sums["magic"] + sent.sums["truncated"])
+        << "a frame is not broken by nothing";
     EXPECT_EQ(Counters(seen), Counters(expected));
     EXPECT_EQ(seen.datagrams + expected.kernelDropped, arrived);
 
