@@ -60,23 +60,20 @@ private:
     int m_handle;
 };
 
-// A dotted address without a look-up.
-bool Resolve(const char* text, unsigned int& address) {
-    in_addr dotted{};
-    if (inet_aton(text, &dotted) == 0) return Calls::LookUpHost(text, address);
-    address = ntohl(dotted.s_addr);
-    return true;
-}
-
 // Connecting a datagram socket sends nothing, and makes the system choose the way.
-bool LocalAddressTowards(const sockaddr_in& peer, unsigned int& local) {
+bool LocalAddressTowards(unsigned int address, unsigned int port, unsigned int& local) {
     const CScratchSocket scratch;
+    const sockaddr_in peer = Calls::MakeAddress(ntohl(address), port);
     if (connect(scratch.Get(), reinterpret_cast<const sockaddr*>(&peer), sizeof peer) != 0) return false;
     sockaddr_in own{};
     socklen_t size = sizeof own;
     if (getsockname(scratch.Get(), reinterpret_cast<sockaddr*>(&own), &size) != 0) return false;
     local = own.sin_addr.s_addr;
     return true;
+}
+
+bool FindByAddress(unsigned int address, Interface& found) {
+    return FindFirst(found, [&](const ifaddrs& entry) { return AddressOf(entry) == address; });
 }
 
 } // namespace
@@ -87,26 +84,26 @@ bool Find(const char* nameOrAddress, Interface& found) {
     return FindFirst(found, [&](const ifaddrs& entry) { return std::strcmp(entry.ifa_name, nameOrAddress) == 0; });
 }
 
-bool FindByAddress(unsigned int address, Interface& found) {
-    return FindFirst(found, [&](const ifaddrs& entry) { return AddressOf(entry) == address; });
-}
-
 bool FindLoopback(Interface& found) {
     return FindFirst(found, [](const ifaddrs& entry) { return (entry.ifa_flags & IFF_LOOPBACK) != 0; });
 }
 
-bool FindFacing(const char* address, unsigned int port, Interface& found) {
-    unsigned int resolved = 0;
-    unsigned int local = 0;
-    return Resolve(address, resolved) && LocalAddressTowards(Calls::MakeAddress(resolved, port), local) &&
-           FindByAddress(local, found);
+bool Resolve(const char* text, unsigned int& address) {
+    in_addr dotted{};
+    const bool isDotted = inet_aton(text, &dotted) != 0;
+    if (!isDotted && !Calls::LookUpHost(text, address)) return false;
+    address = isDotted ? dotted.s_addr : htonl(address);
+    return true;
 }
 
-bool IsOwn(const char* address) {
-    unsigned int resolved = 0;
+bool FindFacing(unsigned int address, unsigned int port, Interface& found) {
+    unsigned int local = 0;
+    return LocalAddressTowards(address, port, local) && FindByAddress(local, found);
+}
+
+bool IsOwn(unsigned int address) {
     Interface ignored;
-    return Resolve(address, resolved) &&
-           (resolved >> 24 == kLoopbackNet || resolved == INADDR_ANY || FindByAddress(htonl(resolved), ignored));
+    return ntohl(address) >> 24 == kLoopbackNet || address == INADDR_ANY || FindByAddress(address, ignored);
 }
 
 bool IsUp(unsigned int index) {

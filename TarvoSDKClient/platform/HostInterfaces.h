@@ -18,15 +18,17 @@ struct Interface {
 // The interface with this name or dotted address; of one with several addresses the first. False when there is
 // none with an IPv4 address.
 bool Find(const char* nameOrAddress, Interface& found);
-bool FindByAddress(unsigned int address, Interface& found);
 // The first one that only this host reaches.
 bool FindLoopback(Interface& found);
 
-// The interface over which the system would send to this address (dotted or a host name) and port.
-bool FindFacing(const char* address, unsigned int port, Interface& found);
+// The address of a host name or of a dotted text, for which nobody is asked.
+bool Resolve(const char* text, unsigned int& address);
 
-// Whether the address (dotted or a host name) is one of this host's.
-bool IsOwn(const char* address);
+// The interface over which the system would send to this address and port.
+bool FindFacing(unsigned int address, unsigned int port, Interface& found);
+
+// Whether the address is one of this host's.
+bool IsOwn(unsigned int address);
 
 // Whether the interface is still there and can be used. True when the system does not tell.
 bool IsUp(unsigned int index);

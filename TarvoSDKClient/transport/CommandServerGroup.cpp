@@ -30,7 +30,8 @@ int CCommandServer::OpenGroupSocket(int& handle, bool loopback) {
 
 HostInterfaces::Interface CCommandServer::DefaultInterface() const {
     HostInterfaces::Interface facing;
-    HostInterfaces::FindFacing(m_address.c_str(), m_port, facing);
+    unsigned int group = 0;
+    if (HostInterfaces::Resolve(m_address.c_str(), group)) HostInterfaces::FindFacing(group, m_port, facing);
     return facing;
 }
 

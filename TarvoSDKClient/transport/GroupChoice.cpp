@@ -4,10 +4,12 @@ namespace HostInterfaces = System::HostInterfaces;
 
 GroupChoice GroupChoice::Facing(const char* server, unsigned int port) {
     GroupChoice choice;
-    if (HostInterfaces::IsOwn(server))
+    unsigned int address = 0;
+    if (!HostInterfaces::Resolve(server, address)) return choice;
+    if (HostInterfaces::IsOwn(address))
         choice.withDefault = HostInterfaces::FindLoopback(choice.interface);
     else
-        HostInterfaces::FindFacing(server, port, choice.interface);
+        HostInterfaces::FindFacing(address, port, choice.interface);
     return choice;
 }
 
