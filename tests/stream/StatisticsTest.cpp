@@ -94,9 +94,8 @@ TEST_F(StatisticsTest, EveryFaultMovesItsCountersAndNoOthers) {
         SCOPED_TRACE(row);
         ASSERT_EQ(Start(client), 0);
         Stream(Datagrams(row));
+        Uninitialize(client); // the last one is handled then, and the counts stay until the next start
         EXPECT_EQ(Counters(Statistics()), counts);
-        Uninitialize(client);
-        EXPECT_EQ(Counters(Statistics()), counts) << "they stay until the next start";
     }
     ASSERT_EQ(Start(client), 0);
     EXPECT_EQ(Counters(Statistics()), "");
