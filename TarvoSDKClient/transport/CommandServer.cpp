@@ -210,15 +210,17 @@ bool CCommandServer::ReceiveOnce() {
 }
 
 void CCommandServer::HandleDatagram(const CDatagramBatch::Datagram& datagram) {
+    const bool isRunning = m_running;
+    if (isRunning) m_ledger.Received(datagram);
     if (datagram.length == 0) { // also what a receive brings that the shut-down of the socket ends
+        if (isRunning) m_ledger.IsTooShort();
         Report::Failed();
         CUtility::Sleep(kPauseAfterFailureMs);
         return;
     }
-    if (!m_running || IsOwnDatagram(htonl(datagram.sender), datagram.senderPort)) return;
+    if (!isRunning || IsOwnDatagram(htonl(datagram.sender), datagram.senderPort)) return;
     if (datagram.sender != m_sender) Facade().ChangeIpAddress(datagram.sender, m_senderText, sizeof m_senderText);
     m_sender = datagram.sender;
-    m_ledger.Received(datagram);
     DisposeStream(m_senderText, datagram.senderPort, datagram.data, datagram.length);
 }
 
