@@ -16,7 +16,8 @@
 #include <string>
 #include <vector>
 
-// Starts at construction; output and errors go into one pipe. A run that is not awaited is killed.
+// Starts at construction; output and errors go into one pipe. A run that is not awaited is killed, and so is one
+// that takes too long, even when it does not listen: its code is then 124, or 137.
 class ToolRun {
 public:
     explicit ToolRun(const std::string& commandLine, const std::string& as = "") { // a command that runs it
@@ -28,7 +29,8 @@ public:
             dup2(ends[1], STDERR_FILENO);
             close(ends[0]);
             close(ends[1]);
-            const std::string shell = "exec " + as + " timeout --foreground 40 " VELMAR_BINARY " " + commandLine;
+            const std::string shell =
+                "exec " + as + " timeout --foreground -k 5 40 " VELMAR_BINARY " " + commandLine;
             execl("/bin/sh", "sh", "-c", shell.c_str(), nullptr);
             _exit(127);
         }

@@ -4,9 +4,9 @@
 #include <linux/netfilter/nfnetlink.h>
 #include <linux/netlink.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <string>
@@ -29,12 +29,14 @@ bool CountIn(const unsigned char* part, std::size_t size, int& rules, bool& refu
         if (header.nlmsg_type == kNewRule) ++rules;
         if (header.nlmsg_len < sizeof header) return false;
     }
-    return size > 0;
+    return true;
 }
 
 std::optional<int> CountNetlinkRules() {
     const int netlink = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_NETFILTER);
     if (netlink == -1) return std::nullopt;
+    const timeval patience{1, 0}; // no signal would end the wait
+    setsockopt(netlink, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     RulesRequest request{};
     request.header.nlmsg_len = sizeof request;
     request.header.nlmsg_type = (NFNL_SUBSYS_NFTABLES << 8) | NFT_MSG_GETRULE;
@@ -45,7 +47,8 @@ std::optional<int> CountNetlinkRules() {
     bool refused = send(netlink, &request, sizeof request, 0) != sizeof request;
     while (!refused) {
         const ssize_t size = recv(netlink, part, sizeof part, 0);
-        if (!CountIn(part, static_cast<std::size_t>(std::max<ssize_t>(size, 0)), rules, refused)) break;
+        refused = size <= 0;
+        if (!refused && !CountIn(part, static_cast<std::size_t>(size), rules, refused)) break;
     }
     close(netlink);
     return refused ? std::nullopt : std::optional(rules);
