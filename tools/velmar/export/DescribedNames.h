@@ -3,29 +3,22 @@
 #define VELMAR_EXPORT_DESCRIBED_NAMES_H
 
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "TarvoSDKClient.h"
-#include "capture/Recording.h"
+#include "capture/RecordedDescriptions.h"
 
 // Maps give an empty name for what is not described.
 struct DescribedNames {
     using Names = std::map<int, std::string>; // by id, or by index
 
-    explicit DescribedNames(const Recording& recording);
+    explicit DescribedNames(const RecordedDescriptions& descriptions);
 
     std::map<std::string, Names> markers; // by set
     Names rigidBodies;
     Names skeletons;
     std::map<int, Names> bones; // by skeleton
-    bool simulated = false;     // then the labelled markers' words are known
-
-    struct Release {
-        void operator()(sDataDescriptions* owned) const { Quorin_FreeDescriptions(owned); }
-    };
-    std::unique_ptr<sDataDescriptions, Release> list; // null when there is none, or an unusable one
+    bool simulated;             // then the labelled markers' words are known
 };
 
 #endif

@@ -5,14 +5,12 @@
 #include <memory>
 #include <stdexcept>
 
-#include "AppDataModel.h"
 #include "Commands.h"
 #include "StopSignal.h"
 #include "Wording.h"
-#include "capture/CaptureFile.h"
-#include "client/ForcePlateMananger.h"
+#include "capture/RecordedDescriptions.h"
+#include "capture/RecordedFrames.h"
 #include "export/FrameFiles.h"
-#include "wire/Messages.h"
 
 namespace {
 
@@ -20,10 +18,6 @@ struct Options {
     std::string file;
     std::string format;
     std::string directory = ".";
-};
-
-struct ReleaseFrame {
-    void operator()(sFrameOfMocapData* frame) const { CAppDataModel().ReleaseMocap(frame); }
 };
 
 std::string Seconds(std::chrono::nanoseconds time) {
@@ -35,60 +29,40 @@ class Export {
 public:
     Export(const Options& options, const Recording& recording)
         : m_options(options),
-          m_names(recording),
+          m_descriptions(recording),
+          m_names(m_descriptions),
           m_tables(m_names),
           m_files(options.file, options.directory,
                   options.format == "csv" ? FrameFiles::Format::kCsv : FrameFiles::Format::kJson,
-                  m_tables.Tables()) {
-        m_plates.InitPlateManager(m_names.list.get());
-    }
+                  m_tables.Tables()) {}
 
     // The summary.
     std::string Run() {
-        CaptureFile file(m_options.file);
-        MessageJoiner joiner;
-        std::string problem;
-        while (const auto datagram = file.Next()) {
-            if (!IsStream(*datagram)) continue;
-            const auto message = joiner.Take(datagram->from, datagram->payload, problem);
-            if (message && message->type == PackageType_Frame) Add(message->payload, datagram->time);
-        }
+        RecordedFrames frames(m_options.file, m_descriptions.list.get());
+        long long exported = 0;
+        for (; const RecordedFrame* const item = frames.Next(); ++exported) Add(*item);
         if (StopSignal::Arrived()) throw std::runtime_error("stopped before the end of " + m_options.file);
         m_files.Close();
-        std::string summary =
-            fmt::format("{} exported into {}{}", Counted(m_exported, "frame"), m_options.directory,
-                        m_undecodable == 0 ? "" : fmt::format(", {} could not be decoded", m_undecodable));
-        if (m_exported == 0) throw std::runtime_error(summary);
+        const long long lost = frames.Undecodable();
+        std::string summary = fmt::format("{} exported into {}{}", Counted(exported, "frame"), m_options.directory,
+                                          lost == 0 ? "" : fmt::format(", {} could not be decoded", lost));
+        if (exported == 0) throw std::runtime_error(summary);
         return summary;
     }
 
 private:
-    void Add(const std::vector<unsigned char>& body, std::chrono::nanoseconds time) {
-        sFrameOfMocapData* decoded = nullptr;
-        int length = 0;
-        const int result =
-            CAppDataModel().DecodeMocap(body.data(), static_cast<unsigned int>(body.size()), length, decoded);
-        const std::unique_ptr<sFrameOfMocapData, ReleaseFrame> frame(decoded);
-        if (result != 0) {
-            ++m_undecodable;
-            return;
-        }
-        sForcePlates plates{};
-        m_plates.GetSForcePlates(decoded, &plates);
-        m_tables.Fill(*decoded, plates);
-        m_files.Add(
-            {decoded->frameNumber, Seconds(time), TimecodeText(decoded->timecode, decoded->timecodeSubframe)},
-            m_tables.Tables());
-        ++m_exported;
+    void Add(const RecordedFrame& item) {
+        const sFrameOfMocapData& frame = *item.frame;
+        m_tables.Fill(frame, item.plates);
+        m_files.Add({frame.frameNumber, Seconds(item.time), TimecodeText(frame.timecode, frame.timecodeSubframe)},
+                    m_tables.Tables());
     }
 
     Options m_options;
+    RecordedDescriptions m_descriptions;
     DescribedNames m_names;
     FrameTables m_tables;
     FrameFiles m_files;
-    ForcePlateMananger m_plates;
-    long long m_exported = 0;
-    long long m_undecodable = 0;
 };
 
 int Run(const Options& options) {

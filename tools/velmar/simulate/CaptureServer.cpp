@@ -13,8 +13,6 @@
 #include "Wording.h"
 #include "wire/Addresses.h"
 
-using Clock = FramePacer::Clock;
-
 namespace {
 
 void Say(const std::string& line) {
@@ -46,7 +44,7 @@ CaptureServer::CaptureServer(const ServerOptions& options, FrameComposer& compos
 }
 
 void CaptureServer::Run() {
-    m_started = Clock::now();
+    m_started = FramePacer::Clock::now();
     m_pacer.Start(m_started);
     while (!Finished() && !StopSignal::Arrived()) {
         AwaitNext();
@@ -60,7 +58,7 @@ void CaptureServer::Run() {
 void CaptureServer::AwaitNext() {
     pollfd waiting{m_commands.Handle(), POLLIN, 0};
     std::optional<std::chrono::nanoseconds> left;
-    if (const auto deadline = m_pacer.Deadline()) left = *deadline - Clock::now();
+    if (const auto deadline = m_pacer.Deadline()) left = *deadline - FramePacer::Clock::now();
     StopSignal::Poll(waiting, left);
 }
 
@@ -90,9 +88,9 @@ void CaptureServer::AnswerAll() {
 void CaptureServer::SendDueFrames() {
     // A late server catches up, but looks at its requests between the frames.
     const auto deadline = m_pacer.Deadline();
-    if (!deadline || Clock::now() < *deadline || Finished()) return;
+    if (!deadline || FramePacer::Clock::now() < *deadline || Finished()) return;
     SendFrame();
-    m_lastFrame = Clock::now();
+    m_lastFrame = FramePacer::Clock::now();
     m_pacer.Advance(m_lastFrame);
 }
 
