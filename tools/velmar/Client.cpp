@@ -16,7 +16,7 @@ namespace {
 struct Log {
     std::mutex mutex;
     bool verbose = false;
-    std::function<void(const char*)> sink; // empty: standard error
+    Client::LogSink sink; // empty: standard error
     std::string lastError;
 };
 
@@ -32,7 +32,7 @@ void OnMessage(int level, char* text) {
     if (level == kError) log.lastError = text;
     if (!log.verbose) return;
     if (log.sink)
-        log.sink(text);
+        log.sink(level, text);
     else
         fmt::print(stderr, "{}", text);
 }
@@ -44,8 +44,7 @@ std::string Trimmed(std::string text) {
 
 } // namespace
 
-Client::Client(std::string server, bool verbose, std::function<void(const char*)> log)
-    : m_server(std::move(server)) {
+Client::Client(std::string server, bool verbose, LogSink log) : m_server(std::move(server)) {
     TheLog().verbose = verbose;
     TheLog().sink = std::move(log);
     m_client.SetMessageCallback(&OnMessage);

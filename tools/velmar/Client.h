@@ -12,9 +12,10 @@
 // One at a time: it holds the process-wide log callback.
 class Client {
 public:
+    using LogSink = std::function<void(int level, const char* line)>;
     // With `verbose`, the library's log lines go to `log`, on any thread, one at a time; without one, to standard
     // error.
-    Client(std::string server, bool verbose, std::function<void(const char*)> log = {});
+    Client(std::string server, bool verbose, LogSink log = {});
     ~Client();
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;

@@ -64,7 +64,7 @@ public:
     explicit Watch(const Options& options)
         : m_options(options),
           m_view(MakeView(options)),
-          m_client(options.server, options.verbose, [this](const char* line) { m_view->Log(line); }) {
+          m_client(options.server, options.verbose, [this](int, const char* line) { m_view->Log(line); }) {
         m_client->SetDataCallback(&StreamStatistics::OnFrame, &m_statistics);
         m_client->SetForcePlateCallback(&StreamStatistics::OnForcePlates, &m_statistics);
         if (options.interface) m_client.JoinOn(*options.interface);

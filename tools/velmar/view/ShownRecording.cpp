@@ -1,0 +1,78 @@
+#include "view/ShownRecording.h"
+
+#include <fmt/format.h>
+
+#include <chrono>
+#include <stdexcept>
+
+#include "StopSignal.h"
+#include "Wording.h"
+#include "capture/RecordedDescriptions.h"
+#include "capture/RecordedFrames.h"
+#include "view/FrameMessage.h"
+#include "view/LossMarks.h"
+#include "view/StateMessages.h"
+
+using Topic = StateBoard::Topic;
+
+ShownRecording::ShownRecording(const std::string& path, StateBoard& board) : m_board(board), m_name(path) {
+    const Recording recording = Survey(path);
+    const RecordedDescriptions descriptions(recording);
+    Keep(path, descriptions.list.get());
+    if (StopSignal::Arrived()) throw std::runtime_error("stopped before the end of " + path);
+    if (m_frames.End() == 0) throw std::runtime_error(path + ": none of its frames can be decoded");
+    m_board.Publish(Topic::kDescriptions,
+                    DescriptionsMessage(descriptions.server, descriptions.list.get(),
+                                        recording.descriptions ? "the recorded descriptions cannot be decoded"
+                                                               : "the recording holds no descriptions"));
+    m_board.Publish(Topic::kStatus, StatusMessage("recording", Summary(), Notices(recording.damage)));
+    PublishStatistics(0);
+}
+
+void ShownRecording::Keep(const std::string& path, const sDataDescriptions* descriptions) {
+    RecordedFrames frames(path, descriptions);
+    SetNames names(m_board);
+    while (const RecordedFrame* const item = frames.Next()) {
+        FrameStamp stamp;
+        stamp.place = m_frames.End();
+        stamp.arrivalMs = std::chrono::duration<double, std::milli>(item->time).count();
+        Follow(item->frame->frameNumber, stamp.arrivalMs);
+        names.Follow(*item->frame);
+        m_frames.Add(*EncodeFrame(*item->frame, item->plates, stamp), stamp.arrivalMs);
+    }
+    m_undecodable = frames.Undecodable();
+}
+
+// Numbers that are missing before this one. Why, a recording does not tell: nothing of them is in it.
+void ShownRecording::Follow(int number, double ms) {
+    const long long missing = m_frames.End() == 0 ? 0 : static_cast<long long>(number) - m_latest - 1;
+    m_latest = number;
+    if (missing <= 0) return;
+    m_missing += missing;
+    m_board.Append(StateBoard::List::kLosses, LossMark(ms, 0, 0, 0, static_cast<std::uint64_t>(missing)));
+}
+
+std::vector<std::string> ShownRecording::Notices(const std::string& damage) const {
+    std::vector<std::string> notices;
+    if (!damage.empty()) notices.push_back(damage);
+    if (m_undecodable > 0)
+        notices.push_back(fmt::format("{} could not be decoded", Counted(m_undecodable, "recorded frame")));
+    return notices;
+}
+
+std::string ShownRecording::Summary() const {
+    const double ms = m_frames.ArrivalMs(m_frames.End() - 1) - m_frames.ArrivalMs(0);
+    return fmt::format("{} in {:.1f} s", Counted(m_frames.End(), "frame"), ms / 1000);
+}
+
+void ShownRecording::PublishStatistics(std::size_t pages) {
+    const double ms = m_frames.ArrivalMs(m_frames.End() - 1) - m_frames.ArrivalMs(0);
+    const double rate = ms > 0 ? static_cast<double>(m_frames.End() - 1) * 1000 / ms : 0;
+    m_board.Publish(Topic::kStatistics, {{"type", "statistics"},
+                                         {"rate_hz", rate},
+                                         {"frames_delivered", m_frames.End()},
+                                         {"missing_never_seen", m_missing},
+                                         {"passed_over", 0},
+                                         {"pages", pages},
+                                         {"history", HistoryObject(m_frames)}});
+}

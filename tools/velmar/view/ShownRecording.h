@@ -1,0 +1,37 @@
+// A recording, as pages look at it.
+#ifndef VELMAR_VIEW_SHOWN_RECORDING_H
+#define VELMAR_VIEW_SHOWN_RECORDING_H
+
+#include <string>
+#include <vector>
+
+#include "TarvoSDKClient.h"
+#include "view/StateBoard.h"
+#include "view/StoredFrames.h"
+
+// Reads it whole. Throws std::runtime_error that names the file, when it holds no frame, and when a signal
+// arrives.
+class ShownRecording {
+public:
+    ShownRecording(const std::string& path, StateBoard& board);
+
+    const FrameHistory& History() const { return m_frames; }
+    std::string Summary() const; // "12 frames in 1.5 s"
+
+    // For pages that look on: how many, and what the recording holds.
+    void PublishStatistics(std::size_t pages);
+
+private:
+    void Keep(const std::string& path, const sDataDescriptions* descriptions);
+    void Follow(int number, double ms);
+    std::vector<std::string> Notices(const std::string& damage) const;
+
+    StateBoard& m_board;
+    StoredFrames m_frames;
+    std::string m_name;
+    int m_latest = 0; // number
+    long long m_missing = 0;
+    long long m_undecodable = 0;
+};
+
+#endif
