@@ -36,9 +36,9 @@ private:
     static constexpr std::size_t kMostPages = 32;
     static constexpr std::chrono::seconds kRequestTime{10}; // also of an answer
     // For those who still send: closing a socket with something unread in it takes the answer back.
-    static constexpr std::chrono::seconds kFarewellTime{1};
+    static constexpr std::chrono::milliseconds kFarewellTime{500};
 
-    void SetDeadline(std::chrono::seconds time) {
+    void SetDeadline(std::chrono::milliseconds time) {
         m_deadline.expires_after(time);
         m_deadline.async_wait(Step(*this, &WebConnection::OnDeadline));
     }
