@@ -64,9 +64,9 @@ test("a force stands under the standing foot, and is plotted", async () => {
   const withForce = await page.picture();
   await page.hold(past);
   assert.ok(changedNear(await page.picture(), withForce, onArrow) > 2, "an arrow is drawn");
-  const { ms, value } = await page.run((name) => window.velmar.plotValues(name), `plate ${plate + 1}`);
+  const { ms, values } = await page.run((name) => window.velmar.plotValues(name), `force ${plate + 1}`);
   const at = ms.reduce((best, time, i) => (Math.abs(time - loaded.arrivalMs) < Math.abs(ms[best] - loaded.arrivalMs) ? i : best), 0);
-  assert.ok(Math.abs(value[at] - force[2]) < 1, `${value[at]} N is plotted, ${force[2]} N came`);
+  assert.ok(Math.abs(values[at] - force[2]) < 1, `${values[at]} N is plotted, ${force[2]} N came`);
 });
 
 test("what is clicked at is picked, told and plotted", async () => {
@@ -75,15 +75,16 @@ test("what is clicked at is picked, told and plotted", async () => {
   const [place] = await page.project([head]);
   await page.tab.mouse.click(...place);
   const picked = await page.until("something is picked", () => window.velmar.picked);
-  assert.ok(distance(picked.position, head) < 0.05, `picked at ${picked.position}, clicked at ${head}`);
+  const at = ["x", "y", "z"].map((name) => picked.values[name]);
+  assert.ok(distance(at, head) < 0.05, `picked at ${at}, clicked at ${head}`);
   assert.match(await page.run(() => document.querySelector("#picked").innerText), new RegExp(head[2].toFixed(2)));
   await page.press("End");
   await page.until("frames go on", (index) => window.velmar.frame.index > index + 100, loaded.index);
   await page.press("Space");
   const shown = await page.shown();
-  const z = await page.run(() => window.velmar.plotValues("z"));
+  const z = await page.run(() => window.velmar.plotValues("picked z"));
   const marker = shown.labelled.reduce((top, each) => (each[2] > top[2] ? each : top));
-  assert.ok(z.value.some((value) => Math.abs(value - marker[2]) < 1e-4), "the height of now is plotted");
+  assert.ok(z.values.some((value) => Math.abs(value - marker[2]) < 1e-4), "the height of now is plotted");
 });
 
 test("keys look from the front, the side and above, and follow", async () => {

@@ -1,6 +1,6 @@
 // The page in a headless Chromium that draws without a graphics card.
 import assert from "node:assert/strict";
-import { after, before } from "node:test";
+import { after } from "node:test";
 import { PNG } from "pngjs";
 import puppeteer from "puppeteer-core";
 import { waitFor } from "./programs.mjs";
@@ -15,11 +15,10 @@ export function launch() {
   });
 }
 
-let browser;
-/** To be called once by a test file: its browser, which goes with it. */
+let browser; // a test file's own
+/** To be called once by a test file that opens pages. */
 export function useBrowser() {
-  before(async () => (browser = await launch()));
-  after(() => browser?.close());
+  after(async () => (await browser)?.close());
 }
 
 /** What is drawn, in lists that leave the browser. Runs in the page. */
@@ -44,7 +43,8 @@ export class Page {
 
   static async open(address, { width = 1280, height = 720, scheme = "dark" } = {}) {
     const page = new Page();
-    page.tab = await browser.newPage();
+    browser ??= launch();
+    page.tab = await (await browser).newPage();
     await page.tab.setViewport({ width, height });
     await page.tab.emulateMediaFeatures([{ name: "prefers-color-scheme", value: scheme }]);
     page.tab.on("pageerror", (error) => page.errors.push(String(error)));

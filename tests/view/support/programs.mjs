@@ -3,7 +3,6 @@ import { spawn } from "node:child_process";
 import { mkdtempSync, rmSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
-import { after } from "node:test";
 import { setTimeout as pause } from "node:timers/promises";
 
 const velmar = process.env.VELMAR;
@@ -20,11 +19,11 @@ export async function waitFor(what, condition, deadlineMs = 20000) {
   }
 }
 
-/** Ends with the test file, at the latest. Output and errors are one text. */
+/** Ends with this process, at the latest. Output and errors are one text. */
 export class Program {
   static #running = new Set();
   static {
-    after(() => Promise.all([...Program.#running].map((program) => program.end("SIGKILL"))));
+    process.on("exit", () => Program.#running.forEach((program) => program.process.kill("SIGKILL")));
   }
   output = "";
   code = null;
@@ -32,11 +31,16 @@ export class Program {
   constructor(...words) {
     this.what = `velmar ${words.join(" ")}`;
     this.process = spawn(velmar, words, { stdio: ["ignore", "pipe", "pipe"] });
-    for (const stream of [this.process.stdout, this.process.stderr])
+    for (const stream of [this.process.stdout, this.process.stderr]) {
       stream.setEncoding("utf8").on("data", (text) => (this.output += text));
-    this.ended = new Promise((resolve) => this.process.on("close", (code) => resolve((this.code = code ?? -1))));
+      stream.unref();
+    }
+    this.process.unref(); // nothing waits for it unasked
     Program.#running.add(this);
-    this.ended.then(() => Program.#running.delete(this));
+    this.process.on("close", (code) => {
+      this.code = code ?? -1;
+      Program.#running.delete(this);
+    });
   }
 
   /** What the expression finds in the output. */
@@ -47,10 +51,14 @@ export class Program {
     return match;
   }
 
-  /** Its code. */
-  end(signal = "SIGINT") {
-    this.process.kill(signal);
-    return this.ended;
+  /** Its code, when it has ended by itself. */
+  async ended() {
+    await waitFor(`${this.what} ends`, () => this.code !== null);
+    return this.code;
+  }
+  end() {
+    this.process.kill("SIGINT");
+    return this.ended();
   }
 }
 
@@ -73,4 +81,4 @@ export function scratch(name) {
   return join(folder, name);
 }
 let folder;
-after(() => folder && rmSync(folder, { recursive: true }));
+process.on("exit", () => folder && rmSync(folder, { recursive: true }));
