@@ -31,6 +31,11 @@ velmar_decide(TOOL AUTO
   assimp assimp::assimp libassimp-dev
   nlohmann_json nlohmann_json::nlohmann_json nlohmann-json3-dev
   PCAP PCAP::pcap libpcap-dev)
+velmar_decide(VIEW AUTO
+  Boost Boost::headers libboost-dev)
+if(NOT VELMAR_WITH_TOOL)
+  set(VELMAR_WITH_VIEW OFF)
+endif()
 # Without the tool, those that do not need it.
 velmar_decide(TESTS AUTO
   GTest GTest::gtest_main libgtest-dev

@@ -27,8 +27,8 @@
 //
 //   prefix, of this page                      body, the same for all pages
 //    0 u32 kFrameMagic                        32 f64 index, its place in the history, from 0
-//    4 u32 skipped: passed over for this      40 f64 arrivalMs: since 1970, wall clock; of its last datagram
-//          page while it followed             48 f64 deliveredMs: on this program's clock, 0 in a recording
+//    4 u32 skipped: in all, passed over for   40 f64 arrivalMs: since 1970, wall clock; of its last datagram
+//          this page while it followed        48 f64 deliveredMs: on this program's clock, 0 in a recording
 //    8 f64 sentMs, on this program's clock    56 f32 kernelMs: from arrival to delivery, 0 in a recording
 //   16 f64 oldest place in the history        60 i32 frame number
 //   24 f64 newest place                       64 u32 timecode, 68 u32 subframe, 72 u32 flags of the frame

@@ -22,8 +22,9 @@ public:
     static constexpr std::size_t kLists = 2;
     static constexpr std::size_t kMostEntries = 600; // of a list; the oldest ones go
 
-    // Replaces the message of a topic (see PageProtocol.h). The same one again is no news.
-    void Publish(Topic topic, const nlohmann::json& message);
+    // Replaces the message of a topic: an object (see PageProtocol.h), to which its "type" is added here. The same
+    // one again is no news.
+    void Publish(Topic topic, nlohmann::json message);
 
     void Append(List list, const nlohmann::json& entry);
 
@@ -37,8 +38,9 @@ public:
     // The next message that this page does not know, which counts as known to it then; nothing when it knows all.
     std::optional<std::string> Next(Progress& page) const;
 
-    // Called behind each change, on the thread that made it. To be set before other threads come.
-    void OnChange(std::function<void()> tell) { m_tell = std::move(tell); }
+    // Called behind each change, on the thread that made it; changes nothing itself. When this returns, the former
+    // one is not called any more.
+    void OnChange(std::function<void()> tell);
 
 private:
     struct Message {
@@ -50,7 +52,10 @@ private:
         std::uint64_t appended = 0; // the newest one's number
     };
 
-    std::function<void()> m_tell;
+    void Tell();
+
+    std::mutex m_telling;         // never with m_mutex
+    std::function<void()> m_tell; // guarded by m_telling
     mutable std::mutex m_mutex;
     std::array<Message, kTopics> m_messages; // guarded by m_mutex, as all below
     std::array<Entries, kLists> m_lists;
