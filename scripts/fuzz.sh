@@ -12,8 +12,8 @@ if ! [[ $seconds =~ ^[1-9][0-9]*$ ]]; then
   exit 2
 fi
 scripts/prepare.sh all
-targets=(frame description media dispatch force_plate stream)
-scripts/build.sh fuzz -DVELMAR_WERROR=ON -DVELMAR_BUILD_TOOL=ON -DVELMAR_BUILD_TESTS=ON -- make_seeds "${targets[@]/#/fuzz_}"
+targets=(frame description media dispatch force_plate stream page_link)
+scripts/build.sh fuzz -DVELMAR_WERROR=ON -DVELMAR_BUILD_TOOL=ON -DVELMAR_BUILD_VIEW=ON -DVELMAR_BUILD_TESTS=ON -- make_seeds "${targets[@]/#/fuzz_}"
 
 # Little is kept of what was released, or a heap of quarter gigabytes goes through the caches.
 export ASAN_OPTIONS=quarantine_size_mb=1:thread_local_quarantine_size_kb=64
@@ -24,7 +24,10 @@ fuzz() { # fuzz TARGET: one line of the table, and 1 when something was found
   local target=$1 log=$work/$1.log found=tests/fuzz/corpus/$1 result=none
   declare -A files=([frame]="model/AppDataModelFrame.cpp model/FrameDecoder.cpp model/FrameExtent.cpp" [description]=model/AppDataModelDescription.cpp
     [media]=model/AppDataModelMedia.cpp [dispatch]="transport/CommandServerInbound.cpp transport/CommandServerReplies.cpp model/FrameStore.cpp"
-    [force_plate]=client/ForcePlateModel.cpp [stream]="transport/FrameFeed.cpp transport/FeedFrame.cpp transport/FeedList.cpp client/FeedTable.cpp")
+    [force_plate]=client/ForcePlateModel.cpp [stream]="transport/FrameFeed.cpp transport/FeedFrame.cpp transport/FeedList.cpp client/FeedTable.cpp"
+    [page_link]="view/PageLink.cpp view/StateBoard.cpp view/Access.cpp")
+  local root=TarvoSDKClient
+  [ "$target" != page_link ] || root=tools/velmar
   local sources
   read -ra sources <<<"${files[$target]}"
   mkdir -p "$work/$target" "$work/seeds/$target" "$found"
@@ -37,7 +40,7 @@ fuzz() { # fuzz TARGET: one line of the table, and 1 when something was found
   local lines=?
   if llvm-profdata-14 merge "$work/$target.profraw" -o "$work/$target.profdata" 2>>"$log"; then
     lines=$(llvm-cov-14 export -summary-only "build/fuzz/tests/fuzz_$target" \
-      -instr-profile="$work/$target.profdata" "${sources[@]/#/TarvoSDKClient/}" |
+      -instr-profile="$work/$target.profdata" "${sources[@]/#/$root/}" |
       sed -E 's/.*"totals".*"lines":\{"count":([0-9]+),"covered":([0-9]+).*/\2 of \1/')
   fi
   printf '%-12s %14s %11s   %-84s %s\n' "$target" "$(stat number_of_executed_units)" \

@@ -11,7 +11,7 @@ test="$build libgtest-dev libgmock-dev binutils valgrind nftables"
 lists[build]=$build # and to run, in a network of its own
 lists[test]=$test
 lists[all]="$test clang-14 clang-tidy-14 clang-format-14 libclang-rt-14-dev llvm-14 python3 libbenchmark-dev doxygen
-  abigail-tools"
+  abigail-tools libboost-dev"
 lists[package]="$build help2man dpkg-dev lintian file"
 lists[consumer]="g++ cmake make ninja-build pkg-config"
 lists[dissector]="$build tshark python3"

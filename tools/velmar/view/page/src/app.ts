@@ -1,0 +1,501 @@
+// The page: brings connection, time line, picture, plots and words together.
+//
+// window.velmar is the App. What is documented here as for scripts stays by its name: tests and measurements use it.
+import { Connection } from "./connection";
+import { Delays } from "./delays";
+import { Described } from "./described";
+import { byId, setText } from "./dom";
+import { kGroups, kKinds, type Kind, positionAt, valueNames } from "./items";
+import { type Binding, fillHelp, listen } from "./keys";
+import { Losses } from "./losses";
+import { frameNotices, showLog, showNotices, showPicked, showStatus, showTimeline } from "./panel";
+import { Picking } from "./picking";
+import { type Content, Plots } from "./plots";
+import { kPlate, kWords, type Descriptions, type Frame, type Hello, type Sets, type State, type Statistics, type Status } from "./protocol";
+import { Scene } from "./scene";
+import { Series } from "./series";
+import { boundsOf, middleOf, undrawable } from "./space";
+import { Strip } from "./strip";
+import "./style.css";
+import { currentTheme, Lighting, type Theme } from "./theme";
+import { Timeline } from "./timeline";
+
+const kMostPlates = 8;
+const kWordsEveryMs = 100; // what is in words changes no faster than one can read
+const kClickPixels = 4; // a pointer that moved farther has turned the picture
+const kUnitsPerMetre: Readonly<Record<string, number>> = { m: 1, dm: 10, cm: 100, mm: 1000, in: 39.3701, ft: 3.28084 };
+const kPlotNames = ["force", "picked", "interval", "lost"];
+
+/** The latest state of each type. */
+interface Known {
+  hello?: Hello;
+  descriptions?: Descriptions;
+  sets?: Sets;
+  status?: Status;
+  statistics?: Statistics;
+}
+
+class App {
+  /** For scripts: the latest state of each type, decoded. */
+  readonly status: Known = {};
+  /** For scripts: has mode, index, speed, frame. */
+  readonly timeline: Timeline;
+  /** For scripts: how many pictures were drawn. */
+  pictures = 0;
+  /** For scripts: frames that have been received. */
+  framesReceived = 0;
+  /** For scripts: messages of the program that could not be read. */
+  faults = 0;
+
+  readonly #lighting = new Lighting(() => this.#paint());
+  readonly #connection: Connection;
+  readonly #scene: Scene;
+  readonly #plots: Plots;
+  readonly #strip: Strip;
+  readonly #picking = new Picking();
+  readonly #losses = new Losses();
+  readonly #delays = new Delays();
+  readonly #forces = new Series(kMostPlates);
+  readonly #intervals = new Series(1, "largest");
+  readonly #added = new Series(1, "largest"); // from the library to this page, milliseconds
+  #theme: Theme = currentTheme();
+  #described = new Described(null, 1);
+  #drawn: Frame | null = null;
+  #isNew = false; // whether the frame that is shown has not been drawn yet
+  #skipped = 0;
+  #latest: Frame | null = null; // that was received live
+  #wordsMs = -Infinity;
+  #picture = 0;
+  #fault = "";
+  #frameNotices: readonly string[] = [];
+  #retrying = false;
+  #hasFitted = false;
+  #plotted = kGroups[0][0];
+
+  constructor() {
+    const changed = (): void => this.#invalidate();
+    this.#connection = new Connection(streamUrl(), {
+      opened: () => this.#opened(),
+      closed: () => this.#closed(),
+      state: (state) => this.#take(state),
+      frame: (frame, receivedMs) => this.#came(frame, receivedMs),
+      fault: (text) => this.#failed(text),
+    });
+    this.timeline = new Timeline({
+      send: (text) => this.#connection.send(text),
+      show: (frame, receivedMs) => this.#show(frame, receivedMs),
+      changed,
+    });
+    this.#scene = new Scene(byId<HTMLCanvasElement>("view"), byId("labels"), changed);
+    this.#plots = new Plots(byId("plots"), kPlotNames, changed);
+    this.#strip = new Strip(byId<HTMLCanvasElement>("strip"), this.timeline);
+    this.#listen();
+    this.#offerValues();
+    setInterval(() => this.#invalidate(), 500); // times pass without frames too
+    this.#invalidate();
+  }
+
+  /** For scripts: CSS pixels of the page where a position is seen, null behind the camera. */
+  project(position: readonly number[]): [number, number] | null {
+    return this.#scene.project(position);
+  }
+
+  /** For scripts: the frame that is drawn, decoded; null before the first one. */
+  get frame(): Frame | null {
+    return this.#drawn;
+  }
+
+  /** For scripts: kind, id, name, slot and values by name; null when nothing is, or the frame does not have it. */
+  get picked(): ReturnType<Picking["find"]> {
+    return this.#picking.find(this.#drawn, this.#described);
+  }
+
+  /** For scripts: picks by kind ("labelled", "body", "bone", "other", "set", "plate") and id (see items.ts). */
+  pick(kind: Kind, id: string | number): void {
+    if (kKinds.includes(kind)) this.#picking.set({ kind, id: String(id) });
+    this.#pickedAnother();
+  }
+
+  /** For scripts: the texts that stand as notices. */
+  get notices(): string[] {
+    const lost = this.#retrying ? ["The connection to velmar view is lost. Trying again …"] : [];
+    const fault = this.#fault ? [this.#fault] : [];
+    const labelled = (this.#drawn?.labelled.count ?? 0) > 0;
+    const unknown = labelled && !this.#described.labels ? ["Labelled markers are not drawn: their words are the server's own."] : [];
+    return [...lost, ...(this.status.status?.notices ?? []), ...fault, ...this.#described.notices, ...unknown, ...this.#frameNotices];
+  }
+
+  /** For scripts: times and values of "force 1" and so on, "interval", "added" (delay from the library to this page,
+   * milliseconds), "lost" (of each second), and of what is picked "picked x", "picked qw", "picked residual" ... */
+  plotValues(name: string): { ms: number[]; values: number[] } {
+    if (name === "lost") {
+      const { ms, counts } = this.#losses.bins();
+      return { ms, values: ms.map((_, i) => Object.values(counts).reduce((sum, of) => sum + of[i], 0)) };
+    }
+    const [series, column] = this.#seriesOf(name);
+    const rows = series && column >= 0 && column < series.columns ? Array.from({ length: series.count }, (_, row) => row) : [];
+    return { ms: rows.map((row) => series?.msAt(row) ?? NaN), values: rows.map((row) => series?.valueAt(row, column) ?? NaN) };
+  }
+
+  /** For scripts: what is to be added to performance.now() to get the program's clock; null when not yet known. */
+  get clockOffsetMs(): number | null {
+    return this.#connection.clockOffsetMs;
+  }
+
+  #seriesOf(name: string): [Series | null, number] {
+    const [what, which = ""] = name.split(" ");
+    if (what === "force") return [this.#forces, Number(which) - 1];
+    if (what === "interval") return [this.#intervals, 0];
+    if (what === "added") return [this.#added, 0];
+    const kind = this.#picking.pick?.kind;
+    return what === "picked" && kind ? [this.#picking.series, valueNames(kind).indexOf(which)] : [null, -1];
+  }
+
+  get #unit(): string {
+    return this.status.hello?.unit ?? "m";
+  }
+  get #unitsPerMetre(): number {
+    return kUnitsPerMetre[this.#unit] ?? 1;
+  }
+
+  // --- what comes ---
+
+  #opened(): void {
+    this.#retrying = false;
+    this.#latest = null;
+    this.#invalidate();
+  }
+
+  #closed(): void {
+    this.#retrying = true;
+    this.#wordsMs = -Infinity;
+    this.#invalidate();
+  }
+
+  #failed(text: string): void {
+    ++this.faults;
+    this.#fault = `Not understood: ${text}.`;
+    this.#invalidate();
+  }
+
+  #take(state: State): void {
+    switch (state.type) {
+      case "hello":
+        this.status.hello = state;
+        this.#describe();
+        this.timeline.begin(state);
+        break;
+      case "descriptions":
+        this.status.descriptions = state;
+        this.#describe();
+        break;
+      case "sets":
+        this.status.sets = state;
+        this.#described.setNames(state.names);
+        break;
+      case "status":
+        this.status.status = state;
+        break;
+      case "statistics":
+        this.status.statistics = state;
+        this.timeline.know(state.history);
+        break;
+      case "losses":
+        this.#losses.take(state);
+        break;
+      case "log":
+        showLog(state);
+        break;
+      case "pong":
+        break;
+    }
+    this.#wordsMs = -Infinity;
+    this.#invalidate();
+  }
+
+  #describe(): void {
+    this.#described = new Described(this.status.descriptions ?? null, this.#unitsPerMetre);
+    this.#described.setNames(this.status.sets?.names ?? []);
+  }
+
+  #came(frame: Frame, receivedMs: number): void {
+    ++this.framesReceived;
+    this.#skipped = frame.skipped;
+    this.timeline.take(frame, receivedMs);
+  }
+
+  // Of every frame that is to be seen, whether there is time to draw it or not.
+  #show(frame: Frame, receivedMs: number): void {
+    this.#drawn = frame;
+    this.#isNew = true;
+    this.#fault = "";
+    if (this.timeline.mode === "live") this.#measure(frame, receivedMs);
+    this.#sample(frame);
+    this.#plots.follow(frame.arrivalMs, this.timeline.mode === "live");
+    this.#invalidate();
+  }
+
+  #measure(frame: Frame, receivedMs: number): void {
+    const offsetMs = this.#connection.clockOffsetMs;
+    if (frame.deliveredMs <= 0) return;
+    this.#delays.came(frame.kernelMs, frame.sentMs - frame.deliveredMs);
+    if (offsetMs !== null) this.#added.add(frame.arrivalMs, [receivedMs + offsetMs - frame.deliveredMs]);
+  }
+
+  #sample(frame: Frame): void {
+    const before = this.#latest;
+    this.#latest = frame;
+    if (before && frame.index > before.index)
+      this.#intervals.add(frame.arrivalMs, [(frame.arrivalMs - before.arrivalMs) / (frame.index - before.index)]);
+    const vertical = Array.from({ length: kMostPlates }, (_, plate) =>
+      plate < frame.plates.count ? frame.floats[frame.plates.at + plate * kWords.plate + kPlate.force + 2] : NaN,
+    );
+    if (frame.plates.count > 0) this.#forces.add(frame.arrivalMs, vertical);
+    this.#picking.sample(frame);
+  }
+
+  // --- what is seen ---
+
+  #invalidate(): void {
+    if (this.#picture === 0) this.#picture = requestAnimationFrame((nowMs) => this.#draw(nowMs));
+  }
+
+  #draw(nowMs: number): void {
+    this.#picture = 0;
+    const plays = this.timeline.tick(performance.now());
+    this.#look();
+    const picked = this.picked;
+    this.#scene.draw(this.#drawn, {
+      described: this.#described,
+      unitsPerMetre: this.#unitsPerMetre,
+      picked: picked && this.#drawn ? { name: picked.name, at: positionAt(this.#drawn, picked.kind, picked.slot) } : null,
+      trail: this.#picking.series,
+    });
+    ++this.pictures;
+    this.#countDrawn();
+    if (nowMs - this.#wordsMs >= kWordsEveryMs) this.#write(nowMs);
+    this.#plots.draw(() => this.#contents());
+    if (plays) this.#invalidate();
+  }
+
+  #look(): void {
+    if (!this.#drawn) return;
+    if (!this.#hasFitted) {
+      const bounds = boundsOf(this.#drawn, this.#described);
+      this.#hasFitted = !bounds.empty;
+      if (this.#hasFitted) this.#scene.camera.fit(bounds, this.#unitsPerMetre, "slant");
+    }
+    this.#scene.camera.follow(this.#followed());
+  }
+
+  #followed(): [number, number, number] | null {
+    if (!this.#drawn || !this.#scene.camera.follows) return null;
+    const values = this.picked?.values;
+    const position = values && (["x", "y", "z"] as const).map((name) => values[name]);
+    if (position?.every(Number.isFinite)) return position as [number, number, number];
+    return middleOf(this.#drawn, this.#described);
+  }
+
+  #countDrawn(): void {
+    if (!this.#isNew || !this.#drawn) return;
+    this.#isNew = false;
+    const offsetMs = this.#connection.clockOffsetMs;
+    const live = this.timeline.mode === "live" && this.#drawn.deliveredMs > 0;
+    if (live && offsetMs !== null) this.#delays.drawn(performance.now() + offsetMs - this.#drawn.sentMs);
+  }
+
+  #write(nowMs: number): void {
+    this.#wordsMs = nowMs;
+    const { hello = null, status = null, statistics = null } = this.status;
+    const { connected } = this.#connection;
+    showStatus({ hello, status, statistics, connected, delays: this.#delays, skipped: this.#skipped });
+    showTimeline(this.timeline);
+    showPicked(this.picked, this.#picking.pick ? `${this.#picking.pick.kind} ${this.#picking.pick.id}` : null, this.#unit);
+    const drawn = this.#drawn;
+    this.#frameNotices = drawn
+      ? [...frameNotices(drawn, undrawable(drawn, this.#described)), ...this.#described.lies(drawn)]
+      : [];
+    showNotices(this.notices);
+    setText(byId("scale"), `grid ${+this.#scene.gridStep.toPrecision(3)} ${this.#unit}`);
+    this.#strip.draw(this.#losses, this.#theme);
+    setText(byId("plot-window"), `${this.#plots.windowMs / 1000} s`);
+    byId("plot-hold").setAttribute("aria-pressed", String(this.#plots.held));
+  }
+
+  #contents(): Map<string, Content | Losses | null> {
+    const plates = this.#drawn?.plates.count ?? 0;
+    const forces = Array.from({ length: Math.min(plates, kMostPlates) }, (_, i) => ({ label: `${i + 1}`, column: i }));
+    return new Map<string, Content | Losses | null>([
+      ["force", forces.length > 0 ? { title: "Vertical force", unit: "N", lines: forces, series: this.#forces } : null],
+      ["picked", this.#pickedContent()],
+      ["interval", { title: "Arrival interval", unit: "ms", lines: [{ label: "interval", column: 0 }], series: this.#intervals }],
+      ["lost", this.timeline.recording && this.#losses.marks.length === 0 ? null : this.#losses],
+    ]);
+  }
+
+  #pickedContent(): Content | null {
+    const { pick, series } = this.#picking;
+    if (!pick || !series) return null;
+    const names = valueNames(pick.kind);
+    const group = kGroups.find(([name, values]) => name === this.#plotted && values.every((value) => names.includes(value))) ?? kGroups[0];
+    const lines = group[1].map((label) => ({ label, column: names.indexOf(label) }));
+    return { title: `Picked: ${group[0]}`, unit: "", lines, series };
+  }
+
+  #paint(): void {
+    this.#theme = currentTheme();
+    this.#scene.paint();
+    this.#plots.paint();
+    this.#wordsMs = -Infinity;
+  }
+
+  // --- what the user does ---
+
+  #pickedAnother(): void {
+    if (this.#drawn) this.#picking.sample(this.#drawn);
+    this.#scene.camera.followAnew();
+    this.#offerValues();
+    this.#wordsMs = -Infinity;
+    this.#invalidate();
+  }
+
+  #offerValues(): void {
+    const select = byId<HTMLSelectElement>("plotted");
+    const names = this.#picking.pick ? valueNames(this.#picking.pick.kind) : [];
+    const groups = kGroups.filter(([, values]) => names.length > 0 && values.every((value) => names.includes(value)));
+    select.replaceChildren(...groups.map(([name]) => new Option(name, name)));
+    select.disabled = groups.length === 0;
+    if (!groups.some(([name]) => name === this.#plotted) && groups.length > 0) this.#plotted = groups[0][0];
+    select.value = this.#plotted;
+  }
+
+  #plotNext(): void {
+    const select = byId<HTMLSelectElement>("plotted");
+    if (select.options.length === 0) return;
+    select.selectedIndex = (select.selectedIndex + 1) % select.options.length;
+    this.#plotted = select.value;
+    this.#invalidate();
+  }
+
+  #next(by: 1 | -1): void {
+    if (this.#drawn) this.#picking.next(this.#drawn, this.#described, by);
+    this.#pickedAnother();
+  }
+
+  #toggle(id: string, what: "follow" | "trail"): void {
+    const { camera, trail } = this.#scene;
+    const on = what === "follow" ? (camera.follows = !camera.follows) : (trail.shown = !trail.shown);
+    byId(id).setAttribute("aria-pressed", String(on));
+    this.#invalidate();
+  }
+
+  #fold(id: string, button: string): void {
+    const part = byId(id);
+    part.hidden = !part.hidden;
+    byId(button).setAttribute("aria-expanded", String(!part.hidden));
+  }
+
+  #help(): void {
+    const help = byId<HTMLDialogElement>("help");
+    if (help.open) help.close();
+    else help.showModal();
+  }
+
+  #fit(side?: "front" | "side" | "top"): void {
+    if (!this.#drawn) return;
+    this.#scene.camera.fit(boundsOf(this.#drawn, this.#described), this.#unitsPerMetre, side);
+    this.#scene.camera.followAnew();
+    this.#invalidate();
+  }
+
+  #listen(): void {
+    const bindings = this.#bindings();
+    listen(bindings);
+    fillHelp(bindings);
+    const acts = new Map(bindings.flatMap(({ keys, act }) => keys.map((key) => [key, act] as const)));
+    for (const button of document.querySelectorAll<HTMLButtonElement>("button[data-key]"))
+      button.addEventListener("click", () => acts.get(button.dataset["key"] ?? "")?.());
+    const slider = byId<HTMLInputElement>("timeline");
+    slider.addEventListener("input", () => this.timeline.seek(Number(slider.value)));
+    byId("plotted").addEventListener("change", (event) => {
+      this.#plotted = (event.target as HTMLSelectElement).value;
+      this.#invalidate();
+    });
+    this.#listenToClicks(byId<HTMLCanvasElement>("view"));
+  }
+
+  #listenToClicks(canvas: HTMLCanvasElement): void {
+    let down: PointerEvent | null = null;
+    canvas.addEventListener("pointerdown", (event) => (down = event));
+    canvas.addEventListener("pointerup", (event) => {
+      const moved = down ? Math.hypot(event.clientX - down.clientX, event.clientY - down.clientY) : Infinity;
+      if (event.button !== 0 || moved > kClickPixels || !this.#drawn) return;
+      this.#picking.at(this.#drawn, this.#described, event.clientX, event.clientY, (p, at) => this.#scene.project(p, at));
+      this.#pickedAnother();
+    });
+  }
+
+  #bindings(): Binding[] {
+    const { timeline } = this;
+    const { camera } = this.#scene;
+    const key = (keys: string[], shown: string, does: string, act: () => void): Binding => {
+      return { keys, shown, does, act: () => (act(), (this.#wordsMs = -Infinity), this.#invalidate()) };
+    };
+    return [
+      key([" "], "space", "pause, go on", () => timeline.pauseOrGo()),
+      key(["ArrowLeft"], "←", "a frame back", () => timeline.step(-1)),
+      key(["ArrowRight"], "→", "a frame on", () => timeline.step(1)),
+      key(["Shift+ArrowLeft"], "shift ←", "a second back", () => timeline.seconds(-1)),
+      key(["Shift+ArrowRight"], "shift →", "a second on", () => timeline.seconds(1)),
+      key(["Home"], "Home", "oldest frame", () => timeline.first()),
+      key(["l", "End"], "l, End", "newest frame, live", () => timeline.live()),
+      key(["-", "_"], "−", "slower", () => timeline.slower()),
+      key(["+", "="], "+", "faster", () => timeline.faster()),
+      key(["1"], "1", "front", () => this.#fit("front")),
+      key(["2"], "2", "side", () => this.#fit("side")),
+      key(["3"], "3", "top", () => this.#fit("top")),
+      key(["0"], "0", "show all", () => this.#fit()),
+      key(["f"], "f", "follow the figure, or what is picked", () => this.#toggle("follow", "follow")),
+      key(["a"], "a d w s", "turn", () => camera.orbit(-0.1, 0)),
+      key(["d"], "", "", () => camera.orbit(0.1, 0)),
+      key(["w"], "", "", () => camera.orbit(0, 0.1)),
+      key(["s"], "", "", () => camera.orbit(0, -0.1)),
+      key(["A"], "shift a d w s", "move", () => camera.pan(-0.05, 0)),
+      key(["D"], "", "", () => camera.pan(0.05, 0)),
+      key(["W"], "", "", () => camera.pan(0, 0.05)),
+      key(["S"], "", "", () => camera.pan(0, -0.05)),
+      key(["e"], "e, q", "nearer, farther", () => camera.zoom(1 / 1.15)),
+      key(["q"], "", "", () => camera.zoom(1.15)),
+      key(["n"], "n", "pick the next", () => this.#next(1)),
+      key(["p"], "p", "pick the one before", () => this.#next(-1)),
+      key(["x"], "x", "pick nothing", () => (this.#picking.set(null), this.#pickedAnother())),
+      key(["t"], "t", "trail of what is picked", () => this.#toggle("trails", "trail")),
+      key(["v"], "v", "plot its next value", () => this.#plotNext()),
+      key(["k"], "k", "hold the plots", () => this.#plots.hold()),
+      key(["["], "[", "plot a shorter time", () => this.#plots.widen(-1)),
+      key(["]"], "]", "plot a longer time", () => this.#plots.widen(1)),
+      key(["m"], "m", "light or dark", () => this.#lighting.toggle()),
+      key(["i"], "i", "values and plots", () => this.#fold("panel", "panel-toggle")),
+      key(["g"], "g", "log", () => this.#fold("log", "log-toggle")),
+      key(["h", "?"], "h, ?", "this help", () => this.#help()),
+    ];
+  }
+}
+
+// Where this page comes from, with the token that it was opened with.
+function streamUrl(): string {
+  const { protocol, host, search } = location;
+  return `${protocol === "https:" ? "wss:" : "ws:"}//${host}/stream${search}`;
+}
+
+declare global {
+  interface Window {
+    velmar: App;
+  }
+}
+
+try {
+  window.velmar = new App();
+} catch (error) {
+  showNotices([`The page cannot start: ${error instanceof Error ? error.message : String(error)}`]);
+}
