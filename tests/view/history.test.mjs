@@ -1,7 +1,7 @@
 // Stopping, going back and coming back to now, while the capture runs on.
 import assert from "node:assert/strict";
 import { readFileSync } from "node:fs";
-import { after, before, test } from "node:test";
+import { before, test } from "node:test";
 import { Page, useBrowser } from "./support/browser.mjs";
 import { scratch, simulate, view, waitFor } from "./support/programs.mjs";
 
@@ -15,7 +15,6 @@ before(async () => {
   page = await Page.open(address);
   await page.streams();
 });
-after(() => page.close());
 
 const newest = () => page.run(() => window.velmar.timeline.newest);
 

@@ -1,6 +1,6 @@
 // Frames and descriptions that are wrong: the page tells what is wrong, and goes on drawing.
 import assert from "node:assert/strict";
-import { after, before, test } from "node:test";
+import { before, test } from "node:test";
 import { Page, useBrowser } from "./support/browser.mjs";
 import { describing, FakeProgram, frameOf, streaming } from "./support/fake.mjs";
 import { view } from "./support/programs.mjs";
@@ -12,7 +12,6 @@ before(async () => {
   fake = await FakeProgram.of((await view("127.0.0.1")).address);
   page = await Page.open(fake.address);
 });
-after(() => page.close());
 
 const bone = (id, z = 1) => ({ id, position: [0, 0.1 * id, z] });
 const figure = (count) => [{ id: 1, bones: Array.from({ length: count }, (_, i) => bone(i + 1)) }];

@@ -1,7 +1,7 @@
 // A recording in the browser: whole, from start to end, with the values that are in the file.
 import assert from "node:assert/strict";
 import { readFileSync, truncateSync, writeFileSync } from "node:fs";
-import { after, before, test } from "node:test";
+import { before, test } from "node:test";
 import { Page, useBrowser } from "./support/browser.mjs";
 import { Program, scratch, simulate, view } from "./support/programs.mjs";
 

@@ -15,10 +15,14 @@ export function launch() {
   });
 }
 
+const open = new Set();
 let browser; // a test file's own
 /** To be called once by a test file that opens pages. */
 export function useBrowser() {
-  after(async () => (await browser)?.close());
+  after(async () => {
+    for (const page of open) await page.close();
+    await (await browser)?.close();
+  });
 }
 
 /** What is drawn, in lists that leave the browser. Runs in the page. */
@@ -43,6 +47,7 @@ export class Page {
 
   static async open(address, { width = 1280, height = 720, scheme = "dark" } = {}) {
     const page = new Page();
+    open.add(page);
     browser ??= launch();
     page.tab = await (await browser).newPage();
     await page.tab.setViewport({ width, height });
@@ -57,6 +62,7 @@ export class Page {
   }
 
   async close() {
+    open.delete(this);
     await this.tab.close();
     assert.deepEqual(this.errors, []);
   }
