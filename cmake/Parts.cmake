@@ -31,6 +31,16 @@ velmar_decide(TOOL AUTO
   assimp assimp::assimp libassimp-dev
   nlohmann_json nlohmann_json::nlohmann_json nlohmann-json3-dev
   PCAP PCAP::pcap libpcap-dev)
+# The page that velmar view serves, and what serves it.
+velmar_decide(VIEW AUTO
+  Boost Boost::headers libboost-dev
+  Npm Npm::npm npm)
+if(VELMAR_WITH_VIEW AND NOT VELMAR_WITH_TOOL)
+  if(NOT VELMAR_BUILD_VIEW STREQUAL "AUTO")
+    message(FATAL_ERROR "VELMAR_BUILD_VIEW=${VELMAR_BUILD_VIEW} needs the tool")
+  endif()
+  set(VELMAR_WITH_VIEW OFF)
+endif()
 # Without the tool, those that do not need it.
 velmar_decide(TESTS AUTO
   GTest GTest::gtest_main libgtest-dev

@@ -64,7 +64,7 @@ export class Camera {
     const half = (kFieldOfView / 2) * (Math.PI / 180);
     const narrow = Math.min(1, this.camera.aspect);
     const center = new Vector3(bounds.center(0), bounds.center(1), bounds.center(2));
-    this.#look(center, from, (0.9 * radius) / Math.sin(half) / narrow);
+    this.#look(center, from, (0.78 * radius) / Math.sin(half) / narrow);
   }
 
   /** Around the target, in radians. */
