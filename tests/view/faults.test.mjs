@@ -50,7 +50,7 @@ async function marked(page, cause) {
 test("a server that goes and comes back shows, and passes", async () => {
   const shown = await view("127.0.0.1");
   const page = await Page.open(shown.address);
-  const says = (expression) => waitFor(`the page says ${expression}`, async () => expression.test(await page.run(() => document.body.innerText)));
+  const says = (expression) => waitFor(`the page says ${expression}`, async () => expression.test(await page.text()));
   await says(/no connection|no answer|connecting|trying/i);
   let server = await simulate("--rate", "100");
   await live(page, 100);
@@ -59,7 +59,7 @@ test("a server that goes and comes back shows, and passes", async () => {
   await says(/no frame for \d+ s/);
   server = await simulate("--rate", "100");
   await page.until("frames of the new server", (before) => window.velmar.frame.number < before, number);
-  await waitFor("nothing is wrong any more", async () => !/no frame for/.test(await page.run(() => document.body.innerText)));
+  await waitFor("nothing is wrong any more", async () => !/no frame for/.test(await page.text()));
   await page.close();
   await Promise.all([shown.end(), server.end()]);
 });

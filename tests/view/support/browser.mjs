@@ -83,6 +83,9 @@ export class Page {
   streams() {
     return this.until("a frame is drawn", () => window.velmar.pictures > 0 && window.velmar.frame !== null);
   }
+  text() {
+    return this.run(() => document.body.innerText);
+  }
   status() {
     return this.run(() => document.querySelector("#status").innerText);
   }
@@ -96,8 +99,23 @@ export class Page {
     return this.until(`frame ${index} is shown`, (i) => window.velmar.frame?.index === i, index);
   }
 
+  /** Follows, until a frame is shown that came after now. */
+  async live() {
+    await this.press("End");
+    const now = await this.run(() => window.velmar.timeline.newest);
+    await this.until("it is live", (i) => window.velmar.timeline.mode === "live" && window.velmar.frame?.index > i, now);
+  }
+
+  /** Holds what is shown, which is given back. */
+  async stop() {
+    await this.press("Space");
+    await this.until("it is paused", () => window.velmar.timeline.mode === "paused");
+    return this.shown();
+  }
+
   /** Holds the frame of this place. */
   async hold(index) {
+    await this.until("the slider reaches so far", (i) => Number(document.querySelector("#timeline").max) >= i, index);
     await this.run((i) => {
       const line = document.querySelector("#timeline");
       line.value = String(i);
