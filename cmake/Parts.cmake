@@ -31,9 +31,14 @@ velmar_decide(TOOL AUTO
   assimp assimp::assimp libassimp-dev
   nlohmann_json nlohmann_json::nlohmann_json nlohmann-json3-dev
   PCAP PCAP::pcap libpcap-dev)
+# The page that velmar view serves, and what serves it.
 velmar_decide(VIEW AUTO
-  Boost Boost::headers libboost-dev)
-if(NOT VELMAR_WITH_TOOL)
+  Boost Boost::headers libboost-dev
+  Npm Npm::npm npm)
+if(VELMAR_WITH_VIEW AND NOT VELMAR_WITH_TOOL)
+  if(NOT VELMAR_BUILD_VIEW STREQUAL "AUTO")
+    message(FATAL_ERROR "VELMAR_BUILD_VIEW=${VELMAR_BUILD_VIEW} needs the tool")
+  endif()
   set(VELMAR_WITH_VIEW OFF)
 endif()
 # Without the tool, those that do not need it.

@@ -14,7 +14,7 @@ import { type Content, Plots } from "./plots";
 import { kPlate, kWords, type Descriptions, type Frame, type Hello, type Sets, type State, type Statistics, type Status } from "./protocol";
 import { Scene } from "./scene";
 import { Series } from "./series";
-import { boundsOf, middleOf, undrawable } from "./space";
+import { Bounds, boundsOf, middleOf, undrawable } from "./space";
 import { Strip } from "./strip";
 import "./style.css";
 import { currentTheme, Lighting, type Theme } from "./theme";
@@ -69,7 +69,8 @@ class App {
   #fault = "";
   #frameNotices: readonly string[] = [];
   #retrying = false;
-  #hasFitted = false;
+  #seen = new Bounds(); // up to now, as long as the camera has not been touched
+  #isPictureOld = true;
   #plotted = kGroups[0][0];
 
   constructor() {
@@ -91,7 +92,7 @@ class App {
     this.#strip = new Strip(byId<HTMLCanvasElement>("strip"), this.timeline);
     this.#listen();
     this.#offerValues();
-    setInterval(() => this.#invalidate(), 500); // times pass without frames too
+    setInterval(() => this.#wake(), 500); // times pass without frames too
     this.#invalidate();
   }
 
@@ -210,12 +211,13 @@ class App {
         break;
     }
     this.#wordsMs = -Infinity;
-    this.#invalidate();
+    this.#wake();
   }
 
   #describe(): void {
     this.#described = new Described(this.status.descriptions ?? null, this.#unitsPerMetre);
     this.#described.setNames(this.status.sets?.names ?? []);
+    this.#isPictureOld = true;
   }
 
   #came(frame: Frame, receivedMs: number): void {
@@ -256,14 +258,29 @@ class App {
 
   // --- what is seen ---
 
+  // The picture is another one.
   #invalidate(): void {
+    this.#isPictureOld = true;
+    this.#wake();
+  }
+
+  // At the next picture's time, what has changed is drawn and written.
+  #wake(): void {
     if (this.#picture === 0) this.#picture = requestAnimationFrame((nowMs) => this.#draw(nowMs));
   }
 
   #draw(nowMs: number): void {
     this.#picture = 0;
     const plays = this.timeline.tick(performance.now());
+    if (this.#isPictureOld) this.#drawPicture();
+    if (nowMs - this.#wordsMs >= kWordsEveryMs) this.#write(nowMs);
+    this.#plots.draw(() => this.#contents());
+    if (plays) this.#wake();
+  }
+
+  #drawPicture(): void {
     this.#look();
+    this.#isPictureOld = false; // looking around has made it old
     const picked = this.picked;
     this.#scene.draw(this.#drawn, {
       described: this.#described,
@@ -272,20 +289,16 @@ class App {
       trail: this.#picking.series,
     });
     ++this.pictures;
-    this.#countDrawn();
-    if (nowMs - this.#wordsMs >= kWordsEveryMs) this.#write(nowMs);
-    this.#plots.draw(() => this.#contents());
-    if (plays) this.#invalidate();
+    this.#measureDrawn();
   }
 
   #look(): void {
     if (!this.#drawn) return;
-    if (!this.#hasFitted) {
-      const bounds = boundsOf(this.#drawn, this.#described);
-      this.#hasFitted = !bounds.empty;
-      if (this.#hasFitted) this.#scene.camera.fit(bounds, this.#unitsPerMetre, "slant");
-    }
-    this.#scene.camera.follow(this.#followed());
+    const { camera } = this.#scene;
+    // Until the user looks around, all that has been seen stays in the picture.
+    if (!camera.touched && !camera.follows && this.#seen.widen(boundsOf(this.#drawn, this.#described)))
+      camera.fit(this.#seen, this.#unitsPerMetre);
+    camera.follow(this.#followed());
   }
 
   #followed(): [number, number, number] | null {
@@ -296,7 +309,7 @@ class App {
     return middleOf(this.#drawn, this.#described);
   }
 
-  #countDrawn(): void {
+  #measureDrawn(): void {
     if (!this.#isNew || !this.#drawn) return;
     this.#isNew = false;
     const offsetMs = this.#connection.clockOffsetMs;
@@ -403,6 +416,7 @@ class App {
 
   #fit(side?: "front" | "side" | "top"): void {
     if (!this.#drawn) return;
+    this.#scene.camera.touched = true;
     this.#scene.camera.fit(boundsOf(this.#drawn, this.#described), this.#unitsPerMetre, side);
     this.#scene.camera.followAnew();
     this.#invalidate();

@@ -19,6 +19,8 @@ const kSides: Readonly<Record<Side, Vector3>> = {
 export class Camera {
   readonly camera = new PerspectiveCamera(kFieldOfView, 1, 0.01, 1000);
   follows = false;
+  /** Whether the user has looked around. */
+  touched = false;
   readonly #controls: OrbitControls;
   readonly #followed = new Vector3();
   #isFollowing = false;
@@ -31,6 +33,7 @@ export class Camera {
     this.#controls.target.set(0, 0, 0.9);
     this.#controls.update();
     this.#controls.addEventListener("change", changed);
+    this.#controls.addEventListener("start", () => (this.touched = true));
   }
 
   get distance(): number {
@@ -54,23 +57,19 @@ export class Camera {
   }
 
   /** Shows all of it, from a side, or else from where the camera is. */
-  fit(bounds: Bounds, unitsPerMetre: number, side?: Side | "slant"): void {
-    const from = side === undefined ? this.#offset() : side === "slant" ? kSlant : kSides[side];
+  fit(bounds: Bounds, unitsPerMetre: number, side?: Side): void {
+    const from = side === undefined ? this.#offset() : kSides[side];
     if (bounds.empty) return this.#look(this.#controls.target.clone(), from, this.distance);
     const radius = Math.max(bounds.radius, kSmallestRadius * unitsPerMetre);
     const half = (kFieldOfView / 2) * (Math.PI / 180);
     const narrow = Math.min(1, this.camera.aspect);
     const center = new Vector3(bounds.center(0), bounds.center(1), bounds.center(2));
-    this.#look(center, from, (0.9 * radius) / Math.sin(half) / narrow);
-  }
-
-  /** From a side, what is looked at and how far stay. */
-  from(side: Side): void {
-    this.#look(this.#controls.target.clone(), kSides[side], this.distance);
+    this.#look(center, from, (0.78 * radius) / Math.sin(half) / narrow);
   }
 
   /** Around the target, in radians. */
   orbit(around: number, up: number): void {
+    this.touched = true;
     const offset = this.#offset();
     const distance = offset.length();
     const azimuth = Math.atan2(offset.y, offset.x) + around;
@@ -82,6 +81,7 @@ export class Camera {
 
   /** In parts of the distance, to the right and up as one sees it. */
   pan(right: number, up: number): void {
+    this.touched = true;
     const matrix = this.camera.matrixWorld;
     const shift = new Vector3().setFromMatrixColumn(matrix, 0).multiplyScalar(right * this.distance);
     shift.addScaledVector(new Vector3().setFromMatrixColumn(matrix, 1), up * this.distance);
@@ -89,6 +89,7 @@ export class Camera {
   }
 
   zoom(factor: number): void {
+    this.touched = true;
     this.#look(this.target.clone(), this.#offset(), this.distance * factor);
   }
 

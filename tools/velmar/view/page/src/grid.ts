@@ -17,7 +17,9 @@ export class Grid {
 
   constructor(parent: Object3D, labels: Labels) {
     const points: number[] = [];
-    for (let i = -kLines; i <= kLines; ++i) points.push(i, -kLines, 0, i, kLines, 0, -kLines, i, 0, kLines, i, 0);
+    // Step by step: the fog of a line that passes the eye would be wrong all along.
+    for (let i = -kLines; i <= kLines; ++i)
+      for (let k = -kLines; k < kLines; ++k) points.push(i, k, 0, i, k + 1, 0, k, i, 0, k + 1, i, 0);
     this.#floor.geometry.setAttribute("position", new Float32BufferAttribute(points, 3));
     this.#floor.frustumCulled = false;
     parent.add(this.#floor);

@@ -4,7 +4,7 @@ import { byId, make } from "./dom";
 /** One thing that keys do; several keys do the same. Upper case: with shift. */
 export interface Binding {
   readonly keys: readonly string[];
-  readonly shown: string;
+  readonly shown: string; // in the help; empty: another one stands for it there
   readonly does: string;
   readonly act: () => void;
 }
@@ -32,6 +32,6 @@ export function listen(bindings: readonly Binding[]): void {
 }
 
 export function fillHelp(bindings: readonly Binding[]): void {
-  const rows = bindings.flatMap(({ shown, does }) => [make("dt", "", shown), make("dd", "", does)]);
+  const rows = bindings.filter(({ shown }) => shown).flatMap(({ shown, does }) => [make("dt", "", shown), make("dd", "", does)]);
   byId("help-keys").replaceChildren(...rows);
 }

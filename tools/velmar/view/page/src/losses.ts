@@ -5,7 +5,7 @@ const kMostMarks = 600; // as the program keeps
 const kBinMs = 1000;
 
 export const kCauseNames: Readonly<Record<Cause, string>> = {
-  too_slow: "machine too slow",
+  too_slow: "too slow",
   incomplete: "incomplete",
   undecodable: "undecodable",
   never_seen: "never seen",

@@ -12,7 +12,7 @@ import type { Theme } from "./theme";
 
 const kUsualRadiusMetres = 0.007;
 const kLargestRadiusMetres = 0.1; // a size that is not one does not hide everything else
-const kLeastRadius = 0.0026; // in parts of the distance: some pixels
+const kLeastRadius = 0.0034; // in parts of the distance: some pixels
 
 type MarkerKind = "labelled" | "other" | "set";
 
@@ -74,7 +74,7 @@ export class Markers {
     this.#swarms = {
       labelled: new Swarm(parent, new IcosahedronGeometry(1, 1)),
       other: new Swarm(parent, new IcosahedronGeometry(1, 1)),
-      set: new Swarm(parent, new OctahedronGeometry(1.4)), // its tips show around a labelled marker at its place
+      set: new Swarm(parent, new OctahedronGeometry(1.3)), // its tips show around a labelled marker at its place
     };
   }
 

@@ -8,7 +8,7 @@ import { kCauses } from "./protocol";
 import type { Series } from "./series";
 import { currentTheme, type Theme } from "./theme";
 
-const kHeight = 108;
+const kHeight = 90;
 const kWindowsMs = [2_000, 5_000, 10_000, 30_000, 60_000];
 const kGapMs = 500; // samples farther apart are not joined
 const kRedrawMs = 50; // more pictures a second than one can read would only cost
@@ -97,6 +97,7 @@ class Plot {
     if (wanted === this.#made || this.#place.clientWidth === 0) return;
     this.#made = wanted;
     this.#chart?.destroy();
+    this.element.classList.toggle("many", stacked || labels.length > 4);
     this.#title.textContent = unit ? `${title} (${unit})` : title;
     const options = optionsOf(this.#board, labels, stacked, () => this.#rows);
     options.width = this.#place.clientWidth;

@@ -30,7 +30,7 @@ export class Scene {
   readonly #canvas: HTMLCanvasElement;
   readonly #renderer: WebGLRenderer;
   readonly #space = new Space();
-  readonly #sun = new DirectionalLight(0xffffff, 1.6);
+  readonly #sun = new DirectionalLight(0xffffff, 2);
   readonly #labels: Labels;
   readonly #grid: Grid;
   readonly #markers: Markers;
@@ -49,7 +49,7 @@ export class Scene {
     this.#figures = new Figures(this.#space, this.#labels);
     this.#markers = new Markers(this.#space);
     this.trail = new Trail(this.#space);
-    this.#space.add(new HemisphereLight(0xffffff, 0x888888, 2), this.#sun);
+    this.#space.add(new HemisphereLight(0xffffff, 0xaaaaaa, 2.4), this.#sun);
     this.paint();
     new ResizeObserver(() => {
       this.#resize();

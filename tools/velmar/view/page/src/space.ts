@@ -23,6 +23,12 @@ export class Bounds {
   get radius(): number {
     return Math.hypot(...this.min.map((least, axis) => this.max[axis] - least)) / 2;
   }
+  /** False when nothing of the other one lies outside. */
+  widen(other: Bounds): boolean {
+    const grows = other.min.some((least, axis) => least < this.min[axis] || other.max[axis] > this.max[axis]);
+    if (grows) [other.min, other.max].forEach((corner) => this.add(corner));
+    return grows;
+  }
   add(position: ArrayLike<number>, at = 0): void {
     for (let axis = 0; axis < 3; ++axis) {
       this.min[axis] = Math.min(this.min[axis], position[at + axis]);

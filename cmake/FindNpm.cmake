@@ -1,0 +1,13 @@
+# The package manager of the page's parts, as Npm::npm, with the Node.js that it comes with, as Npm::node.
+include(FindPackageHandleStandardArgs)
+find_program(NPM_EXECUTABLE npm)
+find_program(NODE_EXECUTABLE NAMES node nodejs)
+mark_as_advanced(NPM_EXECUTABLE NODE_EXECUTABLE)
+find_package_handle_standard_args(Npm REQUIRED_VARS NPM_EXECUTABLE NODE_EXECUTABLE)
+if(NPM_FOUND AND NOT TARGET Npm::npm)
+  foreach(program npm node)
+    string(TOUPPER ${program} upper)
+    add_executable(Npm::${program} IMPORTED)
+    set_target_properties(Npm::${program} PROPERTIES IMPORTED_LOCATION ${${upper}_EXECUTABLE})
+  endforeach()
+endif()
