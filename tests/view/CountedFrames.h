@@ -2,6 +2,8 @@
 #ifndef TESTS_VIEW_COUNTED_FRAMES_H
 #define TESTS_VIEW_COUNTED_FRAMES_H
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <deque>
 #include <new>
