@@ -1,10 +1,22 @@
 #!/usr/bin/env bash
 # Measures the library beside what no implementation can avoid, in one run and in turn, and prints one table of
 # medians. Usage: scripts/bench.sh [--json FILE] [--quick]; the file gets the value of every repetition.
+# With --view it measures velmar view instead, with a browser: scripts/bench.sh --view [--seconds N] [--json FILE]; so
+# long a stage at 1 kHz is shown, 600 if not said.
 # The parts run on the last processor. In the stream, the sender and the answering thread are pinned to the first
 # one; whoever receives is on the last, because a client is started from a thread that is pinned there and its
 # receive threads inherit that.
 set -eu
+
+if [ "${1:-}" = --view ]; then
+  shift
+  root=$(cd "$(dirname "$0")/.." && pwd)
+  "$root/scripts/prepare.sh" view view-test
+  "$root/scripts/build.sh" release -DVELMAR_BUILD_TOOL=ON -DVELMAR_BUILD_VIEW=ON -- velmar
+  work=$("$root/scripts/node-modules.sh" release)
+  export VELMAR=$root/build/release/tools/velmar/velmar
+  exec "$root/scripts/private-network.sh" node "$work/bench/view/main.mjs" "$@"
+fi
 
 json=()
 effort=(--benchmark_repetitions=9 --benchmark_min_time=0.05)

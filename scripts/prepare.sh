@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that tasks need and that are missing; where that is not allowed, says which ones to
-# install. Usage: scripts/prepare.sh build|view|test|all|package|consumer|dissector...
+# install. Usage: scripts/prepare.sh build|view|test|all|package|consumer|dissector|view-test...
 set -eu
 
-usage() { echo "usage: scripts/prepare.sh build|view|test|all|package|consumer|dissector..." >&2; exit 2; }
+usage() { echo "usage: scripts/prepare.sh build|view|test|all|package|consumer|dissector|view-test..." >&2; exit 2; }
 
 declare -A lists
 build="g++ cmake ninja-build libcli11-dev libfmt-dev libassimp-dev nlohmann-json3-dev libpcap-dev iproute2 util-linux"
@@ -18,6 +18,7 @@ lists[all]="$test clang-14 clang-tidy-14 clang-format-14 libclang-rt-14-dev llvm
 lists[package]="$view help2man dpkg-dev lintian file"
 lists[consumer]="g++ cmake make ninja-build pkg-config"
 lists[dissector]="$build tshark python3"
+lists[view-test]="$view chromium fonts-dejavu-core fonts-liberation pngquant"
 
 [ $# -gt 0 ] || usage
 wanted=()
