@@ -3,9 +3,13 @@
 #define TESTS_VIEW_COUNTED_FRAMES_H
 
 #include <algorithm>
+#include <cstdint>
 #include <deque>
+#include <memory>
 #include <new>
 #include <set>
+#include <utility>
+#include <vector>
 
 #include "view/FrameHistory.h"
 
