@@ -5,9 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <deque>
+#include <memory>
 #include <new>
 #include <set>
+#include <utility>
+#include <vector>
 
 #include "view/FrameHistory.h"
 
