@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Configures and builds, and says what it is at: on a terminal as it goes, in a log a line for each quarter.
-# Usage: scripts/build.sh PRESET [OPTION...] [-- TARGET...]; the options are those of cmake, -B DIRECTORY among them
+# Usage: scripts/build.sh PRESET [OPTION...] [-- TARGET...]; the options are those of cmake, -B DIRECTORY among them, and
+# -DVELMAR_BUILD_VIEW=OFF, which builds without npm and its registry
 set -eu -o pipefail
 cd "$(dirname "$0")/.."
 

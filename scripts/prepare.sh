@@ -1,21 +1,24 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that tasks need and that are missing; where that is not allowed, says which ones to
-# install. Usage: scripts/prepare.sh build|test|all|package|consumer|dissector|view-test...
+# install. Usage: scripts/prepare.sh build|view|test|all|package|consumer|dissector|view-test...
 set -eu
 
-usage() { echo "usage: scripts/prepare.sh build|test|all|package|consumer|dissector|view-test..." >&2; exit 2; }
+usage() { echo "usage: scripts/prepare.sh build|view|test|all|package|consumer|dissector|view-test..." >&2; exit 2; }
 
 declare -A lists
 build="g++ cmake ninja-build libcli11-dev libfmt-dev libassimp-dev nlohmann-json3-dev libpcap-dev iproute2 util-linux"
-test="$build libgtest-dev libgmock-dev binutils valgrind nftables"
+view="$build libboost-dev" # and, from anywhere, Node.js with npm
+command -v node >/dev/null && command -v npm >/dev/null || view="$view nodejs npm"
+test="$view libgtest-dev libgmock-dev binutils valgrind nftables"
 lists[build]=$build # and to run, in a network of its own
+lists[view]=$view
 lists[test]=$test
 lists[all]="$test clang-14 clang-tidy-14 clang-format-14 libclang-rt-14-dev llvm-14 python3 libbenchmark-dev doxygen
-  abigail-tools libboost-dev"
-lists[package]="$build help2man dpkg-dev lintian file"
+  abigail-tools"
+lists[package]="$view help2man dpkg-dev lintian file"
 lists[consumer]="g++ cmake make ninja-build pkg-config"
 lists[dissector]="$build tshark python3"
-lists[view-test]="chromium fonts-dejavu-core fonts-liberation pngquant" # beside what view needs
+lists[view-test]="$view chromium fonts-dejavu-core fonts-liberation pngquant"
 
 [ $# -gt 0 ] || usage
 wanted=()

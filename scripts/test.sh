@@ -16,7 +16,7 @@ esac
 jobs=$(nproc)
 
 build() { # build PRESET [OPTION...]
-  scripts/build.sh "$1" -DVELMAR_WERROR=ON -DVELMAR_BUILD_TOOL=ON -DVELMAR_BUILD_TESTS=ON "${@:2}"
+  scripts/build.sh "$1" -DVELMAR_WERROR=ON -DVELMAR_BUILD_{TOOL,VIEW,TESTS}=ON "${@:2}"
 }
 
 run() { # run PRESET

@@ -16,7 +16,9 @@ expect() { # expect OFFERED WORD...: the last word is the one to be completed
   failed=1
 }
 
-expect "simulate watch info send record replay export doctor" ""
+view=
+if "$velmar" view --help >/dev/null 2>&1; then view="view "; fi
+expect "simulate watch ${view}info send record replay export doctor" ""
 expect "record replay" re
 expect "--seconds" watch --frames 3 --s
 expect "--json" doctor 127.0.0.1 --j

@@ -2,10 +2,16 @@
 #ifndef TESTS_VIEW_COUNTED_FRAMES_H
 #define TESTS_VIEW_COUNTED_FRAMES_H
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
+#include <cstdint>
 #include <deque>
+#include <memory>
 #include <new>
 #include <set>
+#include <utility>
+#include <vector>
 
 #include "view/FrameHistory.h"
 

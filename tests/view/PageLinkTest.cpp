@@ -1,6 +1,12 @@
 // The conversation with one page: what it is told and in which order, and which frames it gets.
 #include "view/PageLink.h"
 
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
 #include "view/CountedFrames.h"
 
 struct Said {

@@ -4,13 +4,22 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <cstring>
+#include <atomic>
+#include <chrono>
+#include <ctime>
+#include <functional>
+#include <optional>
+#include <stdexcept>
+#include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "view/CountedFrames.h"
 #include "view/PageProtocol.h"
@@ -20,7 +29,10 @@ using namespace std::chrono_literals;
 // One connection to a port of this machine. What it reads comes within ten seconds, or is empty.
 class Peer {
 public:
-    explicit Peer(std::uint16_t port) : m_socket(socket(AF_INET, SOCK_STREAM, 0)) {
+    explicit Peer(
+        std::uint16_t port, const std::function<void()>& beforeItConnects = [] {})
+        : m_socket(socket(AF_INET, SOCK_STREAM, 0)) {
+        beforeItConnects();
         sockaddr_in address{AF_INET, htons(port), {htonl(INADDR_LOOPBACK)}, {}};
         EXPECT_EQ(connect(m_socket, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
         const timeval limit{10, 0};
@@ -317,19 +329,18 @@ TEST_F(WebServerTest, WithoutDescriptorsItWaitsAndGoesOn) {
     const std::string request = "GET / HTTP/1.1\r\nHost: " + Own() + "\r\n\r\n";
     rlimit limit{};
     getrlimit(RLIMIT_NOFILE, &limit);
-    const int next = dup(0);
-    close(next);
-    const rlimit none{static_cast<rlim_t>(next) + 1, limit.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &none);
-    {
-        const Peer peer(server->Port());
-        peer.Send(request);
-        const std::clock_t start = std::clock();
-        EXPECT_FALSE(peer.HasSomething(500ms));
-        EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC / 10) << "it tries without end";
-        setrlimit(RLIMIT_NOFILE, &limit);
-        EXPECT_TRUE(peer.ReadAll().starts_with("HTTP/1.1 200 "));
-    }
+    const Peer peer(server->Port(), [&] {
+        const int next = dup(0);
+        close(next);
+        const rlimit none{static_cast<rlim_t>(next), limit.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &none);
+    });
+    peer.Send(request);
+    const std::clock_t start = std::clock();
+    EXPECT_FALSE(peer.HasSomething(500ms));
+    EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC / 10) << "it tries without end";
+    setrlimit(RLIMIT_NOFILE, &limit);
+    EXPECT_TRUE(peer.ReadAll().starts_with("HTTP/1.1 200 "));
 }
 
 TEST_F(WebServerTest, AnAddressThatCannotBeHadIsNamed) {

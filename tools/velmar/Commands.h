@@ -8,6 +8,7 @@ enum ExitCode { kSuccess = 0, kFailure = 1, kUsage = 2 };
 
 void AddSimulate(CLI::App& app, int& exitCode);
 void AddWatch(CLI::App& app, int& exitCode);
+void AddView(CLI::App& app, int& exitCode); // where the view is built
 void AddInfo(CLI::App& app, int& exitCode);
 void AddSend(CLI::App& app, int& exitCode);
 void AddRecord(CLI::App& app, int& exitCode);

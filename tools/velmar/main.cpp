@@ -77,6 +77,9 @@ int Run(int argc, char** argv) {
     int exitCode = kSuccess;
     AddSimulate(app, exitCode);
     AddWatch(app, exitCode);
+#ifdef VELMAR_WITH_VIEW
+    AddView(app, exitCode);
+#endif
     AddInfo(app, exitCode);
     AddSend(app, exitCode);
     AddRecord(app, exitCode);

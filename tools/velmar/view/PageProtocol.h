@@ -4,7 +4,7 @@
 // To the page, text: *state*. Objects with a "type", reliable, sent anew to every page that connects. Of each type
 // only the newest one matters; "losses" and "log" bring what is new, and with "anew" true everything that is kept.
 //
-//   hello         first of all: version (of the program), source {kind "server" or "recording", name}, unit (of
+//   hello         first of all: version (of the library), source {kind "server" or "recording", name}, unit (of
 //                 length; "m" by convention), historySeconds (asked; 0 in a recording, which is kept whole)
 //   descriptions  known; server (as velmar info --json has it, or null); list (its "descriptions"); labels:
 //   whether the

@@ -21,7 +21,7 @@ json HelloMessage(const HelloFacts& facts) {
     unsigned char version[4];
     Quorin_GetVersion(version);
     return {{"type", "hello"},
-            {"version", "velmar " + VersionText(version)},
+            {"version", VersionText(version)},
             {"source", {{"kind", facts.isRecording ? "recording" : "server"}, {"name", facts.name}}},
             {"unit", facts.unit},
             {"historySeconds", facts.historySeconds}};

@@ -65,6 +65,7 @@ class App {
   #skipped = 0;
   #latest: Frame | null = null; // that was received live
   #wordsMs = -Infinity;
+  #wakeForWords = 0;
   #picture = 0;
   #fault = "";
   #frameNotices: readonly string[] = [];
@@ -75,6 +76,16 @@ class App {
 
   constructor() {
     const changed = (): void => this.#invalidate();
+    this.#scene = new Scene(byId<HTMLCanvasElement>("view"), byId("labels"), changed);
+    this.#plots = new Plots(byId("plots"), kPlotNames, changed);
+    this.timeline = new Timeline({
+      send: (text) => this.#connection.send(text),
+      show: (frame, receivedMs) => this.#show(frame, receivedMs),
+      changed,
+    });
+    this.#strip = new Strip(byId<HTMLCanvasElement>("strip"), this.timeline);
+    this.#listen();
+    this.#offerValues();
     this.#connection = new Connection(streamUrl(), {
       opened: () => this.#opened(),
       closed: () => this.#closed(),
@@ -82,16 +93,6 @@ class App {
       frame: (frame, receivedMs) => this.#came(frame, receivedMs),
       fault: (text) => this.#failed(text),
     });
-    this.timeline = new Timeline({
-      send: (text) => this.#connection.send(text),
-      show: (frame, receivedMs) => this.#show(frame, receivedMs),
-      changed,
-    });
-    this.#scene = new Scene(byId<HTMLCanvasElement>("view"), byId("labels"), changed);
-    this.#plots = new Plots(byId("plots"), kPlotNames, changed);
-    this.#strip = new Strip(byId<HTMLCanvasElement>("strip"), this.timeline);
-    this.#listen();
-    this.#offerValues();
     setInterval(() => this.#wake(), 500); // times pass without frames too
     this.#invalidate();
   }
@@ -274,6 +275,7 @@ class App {
     const plays = this.timeline.tick(performance.now());
     if (this.#isPictureOld) this.#drawPicture();
     if (nowMs - this.#wordsMs >= kWordsEveryMs) this.#write(nowMs);
+    else this.#wakeForWords ||= window.setTimeout(() => this.#wake(), kWordsEveryMs);
     this.#plots.draw(() => this.#contents());
     if (plays) this.#wake();
   }
@@ -319,6 +321,8 @@ class App {
 
   #write(nowMs: number): void {
     this.#wordsMs = nowMs;
+    window.clearTimeout(this.#wakeForWords);
+    this.#wakeForWords = 0;
     const { hello = null, status = null, statistics = null } = this.status;
     const { connected } = this.#connection;
     showStatus({ hello, status, statistics, connected, delays: this.#delays, skipped: this.#skipped });

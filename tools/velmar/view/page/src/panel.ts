@@ -53,7 +53,7 @@ export function showTimeline(timeline: Timeline): void {
   const { mode, speed, frame, recording } = timeline;
   const mark = byId("mode");
   mark.dataset["mode"] = mode;
-  setText(mark, mode === "playing" && recording && timeline.atEnd ? "end" : mode);
+  setText(mark, mode === "paused" && recording && timeline.atEnd ? "end" : mode);
   setText(byId("speed"), speed >= 1 ? `${speed}×` : `1/${1 / speed}×`);
   const pause = byId("pause");
   const label = mode === "paused" ? "Go on" : "Pause";

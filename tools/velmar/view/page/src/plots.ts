@@ -157,7 +157,7 @@ function drawPlayhead(chart: uPlot, board: Plots, theme: Theme): void {
 function rangeOf(min: number | null, max: number | null, stacked: boolean): [number, number] {
   if (min === null || max === null || !Number.isFinite(min) || !Number.isFinite(max)) return [0, 1];
   if (stacked) return [0, Math.max(max, 1) * 1.1];
-  const margin = (max - min) * 0.1 || Math.abs(max) * 0.1 || 1e-3;
+  const margin = Math.max((max - min) * 0.1, Math.abs(max) * 0.05, 1e-3); // noise does not fill the plot
   return [min - margin, max + margin];
 }
 

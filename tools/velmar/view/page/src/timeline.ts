@@ -150,6 +150,7 @@ export class Timeline {
   live(): void {
     if (this.recording) return this.#hold({ index: this.newest });
     this.mode = "live";
+    this.speed = 1;
     this.#wanted = null;
     this.#asked = null;
     this.#host.send(kLive);
