@@ -11,7 +11,7 @@ set -eu
 if [ "${1:-}" = --view ]; then
   shift
   root=$(cd "$(dirname "$0")/.." && pwd)
-  "$root/scripts/prepare.sh" view view-test
+  "$root/scripts/prepare.sh" view-test
   "$root/scripts/build.sh" release -DVELMAR_BUILD_TOOL=ON -DVELMAR_BUILD_VIEW=ON -- velmar
   work=$("$root/scripts/node-modules.sh" release)
   export VELMAR=$root/build/release/tools/velmar/velmar

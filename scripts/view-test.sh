@@ -14,7 +14,7 @@ for argument in "$@"; do
 done
 [ ${#tests[@]} -gt 0 ] || tests=(walk.test.mjs history.test.mjs faults.test.mjs recording.test.mjs hostile.test.mjs)
 
-scripts/prepare.sh view view-test
+scripts/prepare.sh view-test
 scripts/build.sh release -DVELMAR_BUILD_TOOL=ON -DVELMAR_BUILD_VIEW=ON -- velmar
 work=$(scripts/node-modules.sh release)
 
@@ -26,4 +26,7 @@ status=0
 for test in "${tests[@]}"; do
   "$OLDPWD/scripts/private-network.sh" node --test "$test" || status=$?
 done
+if [ "${tests[*]}" = screenshots.mjs ] && [ "$status" = 0 ]; then
+  pngquant --force --ext .png "$VELMAR_DOCS"/view-live.png "$VELMAR_DOCS"/view-recording.png
+fi
 exit "$status"

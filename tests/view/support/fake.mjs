@@ -1,6 +1,5 @@
 // A program of the page's kind that says whatever a test wants: it serves the real page and speaks its protocol.
 import { createServer } from "node:http";
-import { after } from "node:test";
 import { WebSocketServer } from "ws";
 import { waitFor } from "./programs.mjs";
 
@@ -47,7 +46,7 @@ export class FakeProgram {
     const server = createServer((_, response) => response.setHeader("Content-Type", "text/html").end(html));
     new WebSocketServer({ server, path: "/stream" }).on("connection", (socket) => fake.#connect(socket));
     await new Promise((listening) => server.listen(0, "127.0.0.1", listening));
-    after(() => (server.close(), server.closeAllConnections(), fake.#sockets.forEach((socket) => socket.terminate())));
+    server.unref(); // its end is that of the browser, and of the process
     fake.address = `http://127.0.0.1:${server.address().port}/`;
     return fake;
   }

@@ -100,7 +100,7 @@ export class Timeline {
     if (this.mode !== "playing" || !this.frame || !Number.isFinite(this.#playMs)) return this.mode === "playing";
     this.#playMs += Math.max(0, passedMs) * this.speed;
     if (this.recording) this.#stopAtEnd();
-    else if (this.#playMs >= this.newestMs) this.live();
+    else if (this.speed >= 1 && this.#playMs >= this.newestMs) this.live(); // who is slower never gets there
     if (this.mode !== "playing") return false;
     this.#ask({ ms: this.#playMs });
     return true;
