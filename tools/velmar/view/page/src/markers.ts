@@ -79,7 +79,11 @@ export class Markers {
   }
 
   paint(theme: Theme): void {
-    for (const kind of ["labelled", "other", "set"] as const) this.#swarms[kind].material.color = theme.color(kind);
+    for (const kind of ["labelled", "other", "set"] as const) {
+      const { material } = this.#swarms[kind];
+      material.color = material.emissive = theme.color(kind);
+      material.emissiveIntensity = 0.4; // small ones are told by colour on their dark side too
+    }
   }
 
   draw(frame: Frame, described: Described, eye: Vector3, unitsPerMetre: number): void {
