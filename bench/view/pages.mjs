@@ -57,11 +57,7 @@ export async function openPage(browser, address, { draws }) {
   const tab = await browser.newPage();
   await tab.setViewport({ width: 1280, height: 720 });
   await tab.evaluateOnNewDocument(note);
-  if (!draws) {
-    await tab.setRequestInterception(true);
-    tab.on("request", (request) => request.respond({ contentType: "text/html", body: "<title>bare</title>" }));
-  }
-  await tab.goto(address);
+  await tab.goto(draws ? address : new URL("/bare", address).href); // where there is none: a line that says so
   if (!draws)
     await tab.evaluate((taken) => {
       const socket = new WebSocket(`ws://${location.host}/stream`);
