@@ -7,7 +7,10 @@ import { test } from "node:test";
 
 const work = process.env.VELMAR_PAGE_WORK;
 const { build } = createRequire(join(work, "package.json"))("esbuild");
-const page = join(import.meta.dirname ?? new URL(".", import.meta.url).pathname, "../../tools/velmar/view/page/src");
+const page = join(
+  import.meta.dirname ?? new URL(".", import.meta.url).pathname,
+  "../../tools/velmar/view/page/src",
+);
 
 async function load(...names) {
   const contents = names.map((name) => `export * from "${page}/${name}";`).join("");
@@ -15,8 +18,8 @@ async function load(...names) {
   const { outputFiles } = await build({ stdin, bundle: true, write: false, format: "esm", platform: "neutral" });
   return import(`data:text/javascript;base64,${Buffer.from(outputFiles[0].text).toString("base64")}`);
 }
-const { answers, decodeFrame, decodeState, Described, Series, slotOf, Timeline, timecodeText, valuesOf } = await load(
-  "protocol", "described", "series", "items", "timeline");
+const { answers, decodeFrame, decodeState, Described, Series, slotOf, Timeline, timecodeText, valuesOf } =
+  await load("protocol", "described", "series", "items", "timeline");
 
 // By hand from the layout: one of each item, a set of one marker, a skeleton of one bone.
 const kFrame = `
@@ -43,10 +46,12 @@ function bytes(change = () => {}) {
 test("a frame is what its bytes say", () => {
   const frame = decodeFrame(bytes());
   assert.equal(typeof frame, "object", String(frame));
-  const { skipped, sentMs, oldest, newest, index, arrivalMs, deliveredMs, kernelMs, number, subframe, flags } = frame;
+  const { skipped, sentMs, oldest, newest, index, arrivalMs, deliveredMs, kernelMs, number, subframe, flags } =
+    frame;
   assert.deepEqual(
     [skipped, sentMs, oldest, newest, index, arrivalMs, deliveredMs, kernelMs, number, subframe, flags],
-    [7, 100, 4, 9, 7, 1000, 96, 0.5, 42, 5, 1]);
+    [7, 100, 4, 9, 7, 1000, 96, 0.5, 42, 5, 1],
+  );
   assert.equal(timecodeText(frame), "01:02:03:04.5");
   const rows = [
     [{ kind: "plate", id: "0" }, [4, 5, 6, 1, 2, 3, 7]],
@@ -56,8 +61,10 @@ test("a frame is what its bytes say", () => {
     [{ kind: "body", id: "-1" }, [1, 2, 3, 0, 0, 0, 1, 0.5]],
     [{ kind: "bone", id: "2/3" }, [NaN, Infinity, 3, 0, 0, 0, 1, 0.5]],
   ];
-  for (const [pick, values] of rows) assert.deepEqual(valuesOf(frame, pick.kind, slotOf(frame, pick, -1)), values, pick.kind);
-  for (const id of ["3/3", "2/4", "2", "", "__proto__"]) assert.equal(slotOf(frame, { kind: "bone", id }, 0), -1, id);
+  for (const [pick, values] of rows)
+    assert.deepEqual(valuesOf(frame, pick.kind, slotOf(frame, pick, -1)), values, pick.kind);
+  for (const id of ["3/3", "2/4", "2", "", "__proto__"])
+    assert.equal(slotOf(frame, { kind: "bone", id }, 0), -1, id);
 });
 
 test("bytes that are no frame are told by a text", () => {
@@ -83,9 +90,20 @@ test("bytes that are no frame are told by a text", () => {
 });
 
 test("messages that are none are told by a text, and half of one is taken as it is", () => {
-  for (const text of ["", "{", "1", "null", "[]", "{}", '{"type":"constructor"}', '{"type":"hello","source":{"kind":"x"}}'])
+  for (const text of [
+    "",
+    "{",
+    "1",
+    "null",
+    "[]",
+    "{}",
+    '{"type":"constructor"}',
+    '{"type":"hello","source":{"kind":"x"}}',
+  ])
     assert.equal(typeof decodeState(text), "string", text);
-  const losses = decodeState('{"type":"losses","anew":true,"marks":[{"ms":5,"too_slow":2},{"too_slow":1},null,7]}');
+  const losses = decodeState(
+    '{"type":"losses","anew":true,"marks":[{"ms":5,"too_slow":2},{"too_slow":1},null,7]}',
+  );
   assert.deepEqual(losses.marks, [{ ms: 5, too_slow: 2, incomplete: 0, undecodable: 0, never_seen: 0 }]);
   assert.equal(decodeState('{"type":"statistics","history":{"oldest":1,"newest":"2"}}').history, null);
 });
@@ -105,11 +123,17 @@ test("descriptions that lie are told, and drawing goes on", () => {
   ];
   const frame = decodeFrame(bytes());
   for (const [list, notice] of rows) {
-    const described = new Described({ type: "descriptions", known: true, list, labels: true, reason: "", server: null }, 1);
+    const described = new Described(
+      { type: "descriptions", known: true, list, labels: true, reason: "", server: null },
+      1,
+    );
     const what = JSON.stringify(list);
     if (notice) assert.match(described.notices.join(), notice, what);
     else assert.deepEqual(described.notices, [], what);
-    assert.ok((described.parentsOf(frame, 2, 0, 1) ?? [-1]).every((slot) => slot >= -1 && slot < 1), what);
+    assert.ok(
+      (described.parentsOf(frame, 2, 0, 1) ?? [-1]).every((slot) => slot >= -1 && slot < 1),
+      what,
+    );
     described.lies(frame);
   }
 });
@@ -131,7 +155,11 @@ test("a frame that was on its way is not what was asked for", () => {
 test("a pause holds its frame while others come, and asks for one at a time", () => {
   const sent = [];
   const shown = [];
-  const timeline = new Timeline({ send: (text) => sent.push(JSON.parse(text)), show: (f) => shown.push(f.index), changed() {} });
+  const timeline = new Timeline({
+    send: (text) => sent.push(JSON.parse(text)),
+    show: (f) => shown.push(f.index),
+    changed() {},
+  });
   const came = (index, newest) => timeline.take({ index, oldest: 0, newest, arrivalMs: index * 10 }, 0);
   timeline.begin({ type: "hello", kind: "server" });
   came(5, 5);
@@ -146,7 +174,12 @@ test("a pause holds its frame while others come, and asks for one at a time", ()
   timeline.live();
   came(10, 10);
   assert.deepEqual(shown, [5, 5, 4, 3, 10]);
-  assert.deepEqual(sent, [{ type: "at", index: 5 }, { type: "at", index: 4 }, { type: "at", index: 3 }, { type: "live" }]);
+  assert.deepEqual(sent, [
+    { type: "at", index: 5 },
+    { type: "at", index: 4 },
+    { type: "at", index: 3 },
+    { type: "live" },
+  ]);
 });
 
 test("values stay in the order of their times and within their room", () => {
