@@ -11,7 +11,17 @@ import { Losses } from "./losses";
 import { frameNotices, showLog, showNotices, showPicked, showStatus, showTimeline } from "./panel";
 import { Picking } from "./picking";
 import { type Content, Plots } from "./plots";
-import { kPlate, kWords, type Descriptions, type Frame, type Hello, type Sets, type State, type Statistics, type Status } from "./protocol";
+import {
+  kPlate,
+  kWords,
+  type Descriptions,
+  type Frame,
+  type Hello,
+  type Sets,
+  type State,
+  type Statistics,
+  type Status,
+} from "./protocol";
 import { Scene } from "./scene";
 import { Series } from "./series";
 import { Bounds, boundsOf, middleOf, undrawable } from "./space";
@@ -23,7 +33,14 @@ import { Timeline } from "./timeline";
 const kMostPlates = 8;
 const kWordsEveryMs = 100; // what is in words changes no faster than one can read
 const kClickPixels = 4; // a pointer that moved farther has turned the picture
-const kUnitsPerMetre: Readonly<Record<string, number>> = { m: 1, dm: 10, cm: 100, mm: 1000, in: 39.3701, ft: 3.28084 };
+const kUnitsPerMetre: Readonly<Record<string, number>> = {
+  m: 1,
+  dm: 10,
+  cm: 100,
+  mm: 1000,
+  in: 39.3701,
+  ft: 3.28084,
+};
 const kPlotNames = ["force", "picked", "interval", "lost"];
 
 /** The latest state of each type. */
@@ -123,8 +140,18 @@ class App {
     const lost = this.#retrying ? ["The connection to velmar view is lost. Trying again …"] : [];
     const fault = this.#fault ? [this.#fault] : [];
     const labelled = (this.#drawn?.labelled.count ?? 0) > 0;
-    const unknown = labelled && !this.#described.labels ? ["Labelled markers are not drawn: their words are the server's own."] : [];
-    return [...lost, ...(this.status.status?.notices ?? []), ...fault, ...this.#described.notices, ...unknown, ...this.#frameNotices];
+    const unknown =
+      labelled && !this.#described.labels
+        ? ["Labelled markers are not drawn: their words are the server's own."]
+        : [];
+    return [
+      ...lost,
+      ...(this.status.status?.notices ?? []),
+      ...fault,
+      ...this.#described.notices,
+      ...unknown,
+      ...this.#frameNotices,
+    ];
   }
 
   /** For scripts: times and values of "force 1" and so on, "interval", "added" (delay from the library to this page,
@@ -135,8 +162,14 @@ class App {
       return { ms, values: ms.map((_, i) => Object.values(counts).reduce((sum, of) => sum + of[i], 0)) };
     }
     const [series, column] = this.#seriesOf(name);
-    const rows = series && column >= 0 && column < series.columns ? Array.from({ length: series.count }, (_, row) => row) : [];
-    return { ms: rows.map((row) => series?.msAt(row) ?? NaN), values: rows.map((row) => series?.valueAt(row, column) ?? NaN) };
+    const rows =
+      series && column >= 0 && column < series.columns
+        ? Array.from({ length: series.count }, (_, row) => row)
+        : [];
+    return {
+      ms: rows.map((row) => series?.msAt(row) ?? NaN),
+      values: rows.map((row) => series?.valueAt(row, column) ?? NaN),
+    };
   }
 
   /** For scripts: what is to be added to performance.now() to get the program's clock; null when not yet known. */
@@ -287,7 +320,10 @@ class App {
     this.#scene.draw(this.#drawn, {
       described: this.#described,
       unitsPerMetre: this.#unitsPerMetre,
-      picked: picked && this.#drawn ? { name: picked.name, at: positionAt(this.#drawn, picked.kind, picked.slot) } : null,
+      picked:
+        picked && this.#drawn
+          ? { name: picked.name, at: positionAt(this.#drawn, picked.kind, picked.slot) }
+          : null,
       trail: this.#picking.series,
     });
     ++this.pictures;
@@ -327,7 +363,11 @@ class App {
     const { connected } = this.#connection;
     showStatus({ hello, status, statistics, connected, delays: this.#delays, skipped: this.#skipped });
     showTimeline(this.timeline);
-    showPicked(this.picked, this.#picking.pick ? `${this.#picking.pick.kind} ${this.#picking.pick.id}` : null, this.#unit);
+    showPicked(
+      this.picked,
+      this.#picking.pick ? `${this.#picking.pick.kind} ${this.#picking.pick.id}` : null,
+      this.#unit,
+    );
     const drawn = this.#drawn;
     this.#frameNotices = drawn
       ? [...frameNotices(drawn, undrawable(drawn, this.#described)), ...this.#described.lies(drawn)]
@@ -341,11 +381,25 @@ class App {
 
   #contents(): Map<string, Content | Losses | null> {
     const plates = this.#drawn?.plates.count ?? 0;
-    const forces = Array.from({ length: Math.min(plates, kMostPlates) }, (_, i) => ({ label: `${i + 1}`, column: i }));
+    const forces = Array.from({ length: Math.min(plates, kMostPlates) }, (_, i) => ({
+      label: `${i + 1}`,
+      column: i,
+    }));
     return new Map<string, Content | Losses | null>([
-      ["force", forces.length > 0 ? { title: "Vertical force", unit: "N", lines: forces, series: this.#forces } : null],
+      [
+        "force",
+        forces.length > 0 ? { title: "Vertical force", unit: "N", lines: forces, series: this.#forces } : null,
+      ],
       ["picked", this.#pickedContent()],
-      ["interval", { title: "Arrival interval", unit: "ms", lines: [{ label: "interval", column: 0 }], series: this.#intervals }],
+      [
+        "interval",
+        {
+          title: "Arrival interval",
+          unit: "ms",
+          lines: [{ label: "interval", column: 0 }],
+          series: this.#intervals,
+        },
+      ],
       ["lost", this.timeline.recording && this.#losses.marks.length === 0 ? null : this.#losses],
     ]);
   }
@@ -354,7 +408,9 @@ class App {
     const { pick, series } = this.#picking;
     if (!pick || !series) return null;
     const names = valueNames(pick.kind);
-    const group = kGroups.find(([name, values]) => name === this.#plotted && values.every((value) => names.includes(value))) ?? kGroups[0];
+    const group =
+      kGroups.find(([name, values]) => name === this.#plotted && values.every((value) => names.includes(value))) ??
+      kGroups[0];
     const lines = group[1].map((label) => ({ label, column: names.indexOf(label) }));
     return { title: `Picked: ${group[0]}`, unit: "", lines, series };
   }
@@ -379,7 +435,9 @@ class App {
   #offerValues(): void {
     const select = byId<HTMLSelectElement>("plotted");
     const names = this.#picking.pick ? valueNames(this.#picking.pick.kind) : [];
-    const groups = kGroups.filter(([, values]) => names.length > 0 && values.every((value) => names.includes(value)));
+    const groups = kGroups.filter(
+      ([, values]) => names.length > 0 && values.every((value) => names.includes(value)),
+    );
     select.replaceChildren(...groups.map(([name]) => new Option(name, name)));
     select.disabled = groups.length === 0;
     if (!groups.some(([name]) => name === this.#plotted) && groups.length > 0) this.#plotted = groups[0][0];
@@ -448,7 +506,9 @@ class App {
     canvas.addEventListener("pointerup", (event) => {
       const moved = down ? Math.hypot(event.clientX - down.clientX, event.clientY - down.clientY) : Infinity;
       if (event.button !== 0 || moved > kClickPixels || !this.#drawn) return;
-      this.#picking.at(this.#drawn, this.#described, event.clientX, event.clientY, (p, at) => this.#scene.project(p, at));
+      this.#picking.at(this.#drawn, this.#described, event.clientX, event.clientY, (p, at) =>
+        this.#scene.project(p, at),
+      );
       this.#pickedAnother();
     });
   }

@@ -76,7 +76,11 @@ export class Camera {
     const limit = Math.PI / 2 - kPoleMargin;
     const elevation = Math.min(Math.max(Math.asin(offset.z / distance) + up, -limit), limit);
     const flat = Math.cos(elevation);
-    this.#look(this.target.clone(), new Vector3(Math.cos(azimuth) * flat, Math.sin(azimuth) * flat, Math.sin(elevation)), distance);
+    this.#look(
+      this.target.clone(),
+      new Vector3(Math.cos(azimuth) * flat, Math.sin(azimuth) * flat, Math.sin(elevation)),
+      distance,
+    );
   }
 
   /** In parts of the distance, to the right and up as one sees it. */

@@ -5,7 +5,8 @@ const kWeight = 1 / 30; // of a new value: means of about thirty frames
 class Mean {
   value = NaN;
   add(value: number): void {
-    if (Number.isFinite(value)) this.value = Number.isFinite(this.value) ? this.value + (value - this.value) * kWeight : value;
+    if (Number.isFinite(value))
+      this.value = Number.isFinite(this.value) ? this.value + (value - this.value) * kWeight : value;
   }
 }
 

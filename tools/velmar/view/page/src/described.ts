@@ -1,6 +1,16 @@
 // What the descriptions say, checked: names, who is whose parent, where force plates lie. Descriptions may be
 // missing, and may lie about the frames.
-import { type Descriptions, type Frame, isObject, type Json, kBody, kWords, listIn, numberIn, textIn } from "./protocol";
+import {
+  type Descriptions,
+  type Frame,
+  isObject,
+  type Json,
+  kBody,
+  kWords,
+  listIn,
+  numberIn,
+  textIn,
+} from "./protocol";
 
 const kNoParent = -1;
 
@@ -46,11 +56,15 @@ export class Described {
     const entries = (type: string): Json[] => list.filter((entry) => entry["type"] === type) as Json[];
     this.known = descriptions?.known === true;
     this.labels = descriptions?.labels === true;
-    if (descriptions && !this.known) notices.push(`No descriptions: ${descriptions.reason || "the server gives none"}.`);
+    if (descriptions && !this.known)
+      notices.push(`No descriptions: ${descriptions.reason || "the server gives none"}.`);
     for (const entry of entries("skeleton")) this.#addSkeleton(entry, notices);
     for (const entry of entries("rigid body")) this.#bodies.set(numberIn(entry, "id"), textIn(entry, "name"));
     for (const entry of entries("marker set"))
-      this.#sets.set(textIn(entry, "name"), listIn(entry, "markers").map((name) => String(name)));
+      this.#sets.set(
+        textIn(entry, "name"),
+        listIn(entry, "markers").map((name) => String(name)),
+      );
     this.plates = entries("force plate").map((entry, i) => plateShape(entry, i, unitsPerMetre, notices));
     this.notices = notices;
   }
@@ -118,7 +132,9 @@ export class Described {
     const name = textIn(entry, "name") || `skeleton ${numberIn(entry, "id")}`;
     const bones = new Map<number, Bone>();
     const described = listIn(entry, "bones").filter(isObject);
-    const told = described.length > 0 && described.every((bone) => typeof bone["id"] === "number" && typeof bone["parentId"] === "number");
+    const told =
+      described.length > 0 &&
+      described.every((bone) => typeof bone["id"] === "number" && typeof bone["parentId"] === "number");
     described.forEach((bone, i) => {
       const id = numberIn(bone, "id", i);
       if (bones.has(id)) notices.push(`${name}: more than one bone has the id ${id}.`);
@@ -136,7 +152,8 @@ function faultsOf(name: string, bones: Map<number, Bone>): string[] {
     return `${name}: the parent ${bone.parentId} of bone ${bone.name || id} is none of its bones${others}.`;
   });
   const circle = circleIn(bones);
-  if (circle !== undefined) notices.push(`${name}: the parents of bone ${bones.get(circle)?.name || circle} go in a circle.`);
+  if (circle !== undefined)
+    notices.push(`${name}: the parents of bone ${bones.get(circle)?.name || circle} go in a circle.`);
   return notices;
 }
 

@@ -41,7 +41,8 @@ export class Figures {
       const at = frame.skeletons.at + i * kWords.skeleton;
       const count = frame.ints[at + 1] >>> 0;
       this.#drawSkeleton(frame, described, frame.ints[at], first, count, unitsPerMetre);
-      if (i < kMostNames) this.#nameSkeleton(frame, described.skeletonName(frame.ints[at]), first, count, unitsPerMetre);
+      if (i < kMostNames)
+        this.#nameSkeleton(frame, described.skeletonName(frame.ints[at]), first, count, unitsPerMetre);
       first += count;
     }
     this.#drawBodies(frame, described, unitsPerMetre);
@@ -49,7 +50,14 @@ export class Figures {
     this.#axes.end();
   }
 
-  #drawSkeleton(frame: Frame, described: Described, id: number, first: number, count: number, unitsPerMetre: number): void {
+  #drawSkeleton(
+    frame: Frame,
+    described: Described,
+    id: number,
+    first: number,
+    count: number,
+    unitsPerMetre: number,
+  ): void {
     const { floats } = frame;
     const parents = described.parentsOf(frame, id, first, count);
     const joined = new Uint8Array(count); // bones that a line begins or ends at
@@ -60,10 +68,19 @@ export class Figures {
       const b = positionAt(frame, "bone", first + parent);
       joined[bone] = joined[parent] = 1;
       if (!drawable(floats, a) || !drawable(floats, b)) continue;
-      this.#bones.add(floats[a], floats[a + 1], floats[a + 2], floats[b], floats[b + 1], floats[b + 2], this.#boneColor);
+      this.#bones.add(
+        floats[a],
+        floats[a + 1],
+        floats[a + 2],
+        floats[b],
+        floats[b + 1],
+        floats[b + 2],
+        this.#boneColor,
+      );
     }
     for (let bone = 0; bone < count; ++bone)
-      if (!joined[bone]) this.#drawAxes(frame, wordOf(frame, "bone", first + bone), kBoneAxisMetres * unitsPerMetre);
+      if (!joined[bone])
+        this.#drawAxes(frame, wordOf(frame, "bone", first + bone), kBoneAxisMetres * unitsPerMetre);
   }
 
   // Above the highest of its bones.
@@ -71,7 +88,8 @@ export class Figures {
     let highest = -1;
     for (let bone = first; bone < first + count; ++bone) {
       const at = positionAt(frame, "bone", bone);
-      if (drawable(frame.floats, at) && (highest < 0 || frame.floats[at + 2] > frame.floats[highest + 2])) highest = at;
+      if (drawable(frame.floats, at) && (highest < 0 || frame.floats[at + 2] > frame.floats[highest + 2]))
+        highest = at;
     }
     if (highest < 0) return;
     const [x, y, z] = frame.floats.subarray(highest, highest + 3);
@@ -84,7 +102,13 @@ export class Figures {
       this.#drawAxes(frame, at, kBodyAxisMetres * unitsPerMetre);
       const p = at + kBody.position;
       if (slot < kMostNames && drawable(frame.floats, p))
-        this.#labels.put(described.bodyName(frame.ints[at]), frame.floats[p], frame.floats[p + 1], frame.floats[p + 2], "name");
+        this.#labels.put(
+          described.bodyName(frame.ints[at]),
+          frame.floats[p],
+          frame.floats[p + 1],
+          frame.floats[p + 2],
+          "name",
+        );
     }
   }
 
@@ -100,7 +124,15 @@ export class Figures {
     else this.#turn.identity();
     this.#axisColors.forEach((color, i) => {
       const axis = this.#axis.set(0, 0, 0).setComponent(i, length).applyQuaternion(this.#turn);
-      this.#axes.add(floats[p], floats[p + 1], floats[p + 2], floats[p] + axis.x, floats[p + 1] + axis.y, floats[p + 2] + axis.z, color);
+      this.#axes.add(
+        floats[p],
+        floats[p + 1],
+        floats[p + 2],
+        floats[p] + axis.x,
+        floats[p + 1] + axis.y,
+        floats[p + 2] + axis.z,
+        color,
+      );
     });
   }
 }

@@ -10,7 +10,7 @@ const kLines = 24; // to each side of the middle
 
 export class Grid {
   step = 1;
-  readonly #floor = new LineSegments(new BufferGeometry(), new LineBasicMaterial());
+  readonly #floor = new LineSegments(new BufferGeometry(), new LineBasicMaterial({ depthWrite: false }));
   readonly #axes: Lines;
   readonly #labels: Labels;
   #theme: Theme | null = null;
@@ -22,6 +22,7 @@ export class Grid {
       for (let k = -kLines; k < kLines; ++k) points.push(i, k, 0, i, k + 1, 0, k, i, 0, k + 1, i, 0);
     this.#floor.geometry.setAttribute("position", new Float32BufferAttribute(points, 3));
     this.#floor.frustumCulled = false;
+    this.#floor.renderOrder = -1; // below the axes and outlines that lie in it
     parent.add(this.#floor);
     this.#axes = new Lines(parent, 2.5);
     this.#labels = labels;

@@ -124,9 +124,11 @@ export function slotOf(frame: Frame, pick: Pick, hint: number): number {
   if (hint >= 0 && hint < count && idOf(frame, pick.kind, hint) === pick.id) return hint;
   const [last, group] = pick.id.split("/").map(Number).reverse();
   const counted = pick.kind === "set" ? firstOfSet(frame, group) + last : last;
-  if (!hasId(pick.kind)) return counted >= 0 && counted < count && idOf(frame, pick.kind, counted) === pick.id ? counted : -1;
+  if (!hasId(pick.kind))
+    return counted >= 0 && counted < count && idOf(frame, pick.kind, counted) === pick.id ? counted : -1;
   for (let slot = 0; slot < count; ++slot)
-    if (frame.ints[wordOf(frame, pick.kind, slot)] === last && idOf(frame, pick.kind, slot) === pick.id) return slot;
+    if (frame.ints[wordOf(frame, pick.kind, slot)] === last && idOf(frame, pick.kind, slot) === pick.id)
+      return slot;
   return -1;
 }
 

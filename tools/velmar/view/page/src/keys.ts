@@ -32,6 +32,8 @@ export function listen(bindings: readonly Binding[]): void {
 }
 
 export function fillHelp(bindings: readonly Binding[]): void {
-  const rows = bindings.filter(({ shown }) => shown).flatMap(({ shown, does }) => [make("dt", "", shown), make("dd", "", does)]);
+  const rows = bindings
+    .filter(({ shown }) => shown)
+    .flatMap(({ shown, does }) => [make("dt", "", shown), make("dd", "", does)]);
   byId("help-keys").replaceChildren(...rows);
 }

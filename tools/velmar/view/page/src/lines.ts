@@ -13,7 +13,12 @@ export class Lines {
   #count = 0;
 
   constructor(parent: Object3D, widthPixels: number, opacity = 1) {
-    const material = new LineMaterial({ linewidth: widthPixels, vertexColors: true, transparent: opacity < 1, opacity });
+    const material = new LineMaterial({
+      linewidth: widthPixels,
+      vertexColors: true,
+      transparent: opacity < 1,
+      opacity,
+    });
     material.fog = false;
     this.#mesh = new LineSegments2(new LineSegmentsGeometry(), material);
     this.#mesh.frustumCulled = false;

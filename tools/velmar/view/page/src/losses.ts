@@ -44,7 +44,12 @@ export class Losses {
     }
     const rows = [...totals.values()].sort((a, b) => a.ms - b.ms);
     const of = (cause: Cause): number[] => rows.map((row) => row[cause]);
-    const counts = { too_slow: of("too_slow"), incomplete: of("incomplete"), undecodable: of("undecodable"), never_seen: of("never_seen") };
+    const counts = {
+      too_slow: of("too_slow"),
+      incomplete: of("incomplete"),
+      undecodable: of("undecodable"),
+      never_seen: of("never_seen"),
+    };
     return { ms: rows.map((row) => row.ms), counts };
   }
 }

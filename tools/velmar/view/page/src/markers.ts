@@ -1,7 +1,13 @@
 // Markers: a mesh of instances for each kind, told apart by colour and by shape.
 import {
-  type BufferGeometry, DynamicDrawUsage, IcosahedronGeometry, InstancedMesh, MeshLambertMaterial, type Object3D,
-  OctahedronGeometry, type Vector3,
+  type BufferGeometry,
+  DynamicDrawUsage,
+  IcosahedronGeometry,
+  InstancedMesh,
+  MeshLambertMaterial,
+  type Object3D,
+  OctahedronGeometry,
+  type Vector3,
 } from "three";
 
 import type { Described } from "./described";
@@ -57,7 +63,11 @@ class Swarm {
     this.#mesh.instanceMatrix.needsUpdate = true;
   }
 
-  #make(geometry: BufferGeometry, material: MeshLambertMaterial, room: number): InstancedMesh<BufferGeometry, MeshLambertMaterial> {
+  #make(
+    geometry: BufferGeometry,
+    material: MeshLambertMaterial,
+    room: number,
+  ): InstancedMesh<BufferGeometry, MeshLambertMaterial> {
     const mesh = new InstancedMesh(geometry, material, room);
     mesh.instanceMatrix.setUsage(DynamicDrawUsage);
     mesh.instanceMatrix.array.fill(0);
@@ -79,11 +89,16 @@ export class Markers {
   }
 
   paint(theme: Theme): void {
-    for (const kind of ["labelled", "other", "set"] as const) this.#swarms[kind].material.color = theme.color(kind);
+    for (const kind of ["labelled", "other", "set"] as const) {
+      const { material } = this.#swarms[kind];
+      material.color = material.emissive = theme.color(kind);
+      material.emissiveIntensity = 0.4; // small ones are told by colour on their dark side too
+    }
   }
 
   draw(frame: Frame, described: Described, eye: Vector3, unitsPerMetre: number): void {
-    for (const kind of ["labelled", "other", "set"] as const) this.#drawKind(kind, frame, described, eye, unitsPerMetre);
+    for (const kind of ["labelled", "other", "set"] as const)
+      this.#drawKind(kind, frame, described, eye, unitsPerMetre);
   }
 
   // Small and far ones are drawn some pixels wide, as one would otherwise not find them.
@@ -97,7 +112,8 @@ export class Markers {
       if (!drawable(floats, at)) continue;
       const [x, y, z] = [floats[at], floats[at + 1], floats[at + 2]];
       const size = kind === "labelled" ? floats[at - kLabelled.position + kLabelled.size] / 2 : NaN;
-      const radius = size > 0 ? Math.min(size, kLargestRadiusMetres * unitsPerMetre) : kUsualRadiusMetres * unitsPerMetre;
+      const radius =
+        size > 0 ? Math.min(size, kLargestRadiusMetres * unitsPerMetre) : kUsualRadiusMetres * unitsPerMetre;
       const least = kLeastRadius * Math.hypot(x - eye.x, y - eye.y, z - eye.z);
       swarm.add(x, y, z, Math.max(radius, least));
     }

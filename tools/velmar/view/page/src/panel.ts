@@ -4,7 +4,16 @@ import { byId, make, setText } from "./dom";
 import { kGroups } from "./items";
 import { kCauseNames } from "./losses";
 import type { Picked } from "./picking";
-import { type Frame, type Hello, kCauses, type Log, type LogLine, type Statistics, type Status, timecodeText } from "./protocol";
+import {
+  type Frame,
+  type Hello,
+  kCauses,
+  type Log,
+  type LogLine,
+  type Statistics,
+  type Status,
+  timecodeText,
+} from "./protocol";
 import type { Timeline } from "./timeline";
 
 const kMostLogLines = 600;
@@ -81,7 +90,9 @@ function behindText(timeline: Timeline): string {
 export function showPicked(picked: Picked | null, missing: string | null, unit: string): void {
   const panel = byId("picked");
   const rows: [string, string][] = picked ? pickedRows(picked, unit) : [];
-  const heading = picked?.name ?? (missing ? `${missing}: not in this frame` : "Nothing is picked: click at something, or press n");
+  const heading =
+    picked?.name ??
+    (missing ? `${missing}: not in this frame` : "Nothing is picked: click at something, or press n");
   setText(byId("picked-name"), heading);
   panel.classList.toggle("empty", !picked);
   const list = byId("picked-values");
@@ -91,7 +102,13 @@ export function showPicked(picked: Picked | null, missing: string | null, unit: 
 }
 
 function pickedRows(picked: Picked, unit: string): [string, string][] {
-  const units: Readonly<Record<string, string>> = { position: unit, residual: unit, size: unit, force: "N", "free moment": "N m" };
+  const units: Readonly<Record<string, string>> = {
+    position: unit,
+    residual: unit,
+    size: unit,
+    force: "N",
+    "free moment": "N m",
+  };
   const rows: [string, string][] = [["id", picked.id]];
   for (const [group, names] of kGroups) {
     if (!names.every((name) => name in picked.values)) continue;
@@ -128,10 +145,19 @@ function logLine({ level, text }: LogLine): HTMLElement {
 /** Notices about one frame. */
 export function frameNotices(frame: Frame, undrawable: { noNumber: number; far: number }): string[] {
   const notices: string[] = [];
-  const sections = [frame.setMarkers, frame.others, frame.labelled, frame.bodies, frame.bones, frame.plates, frame.analog];
+  const sections = [
+    frame.setMarkers,
+    frame.others,
+    frame.labelled,
+    frame.bodies,
+    frame.bones,
+    frame.plates,
+    frame.analog,
+  ];
   if (sections.every(({ count }) => count === 0)) notices.push("The frame has no content.");
   const { noNumber, far } = undrawable;
-  if (noNumber > 0) notices.push(`${noNumber} ${noNumber === 1 ? "position is" : "positions are"} not a number: not drawn.`);
+  if (noNumber > 0)
+    notices.push(`${noNumber} ${noNumber === 1 ? "position is" : "positions are"} not a number: not drawn.`);
   if (far > 0) notices.push(`${far} ${far === 1 ? "position is" : "positions are"} too far away to be drawn.`);
   return notices;
 }

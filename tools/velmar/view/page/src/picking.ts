@@ -1,6 +1,17 @@
 // What is picked: by a click at it, by keys one after the other, or by its id.
 import type { Described } from "./described";
-import { countOf, idOf, kKinds, type Kind, nameOf, type Pick, positionAt, slotOf, valueNames, valuesOf } from "./items";
+import {
+  countOf,
+  idOf,
+  kKinds,
+  type Kind,
+  nameOf,
+  type Pick,
+  positionAt,
+  slotOf,
+  valueNames,
+  valuesOf,
+} from "./items";
 import type { Frame } from "./protocol";
 import { Series } from "./series";
 import { drawable } from "./space";

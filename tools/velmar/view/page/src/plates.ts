@@ -50,7 +50,15 @@ export class Plates {
         const from = k / pieces;
         const to = plate.assumed ? (k + 0.5) / pieces : 1;
         const at = (a: number, b: number, part: number): number => a + (b - a) * part;
-        this.#outlines.add(at(ax, bx, from), at(ay, by, from), at(az, bz, from), at(ax, bx, to), at(ay, by, to), at(az, bz, to), color);
+        this.#outlines.add(
+          at(ax, bx, from),
+          at(ay, by, from),
+          at(az, bz, from),
+          at(ax, bx, to),
+          at(ay, by, to),
+          at(az, bz, to),
+          color,
+        );
       }
     });
     const [x, y, z] = plate.corners[0];
@@ -81,7 +89,10 @@ export class Plates {
     const other = new Vector3().crossVectors(along, right);
     for (const side of [right, other]) {
       for (const sign of [-1, 1]) {
-        const end = to.clone().addScaledVector(along, -size).addScaledVector(side, (sign * size) / 2.5);
+        const end = to
+          .clone()
+          .addScaledVector(along, -size)
+          .addScaledVector(side, (sign * size) / 2.5);
         if (this.#theme) this.#arrows.add(to.x, to.y, to.z, end.x, end.y, end.z, this.#theme.color("force"));
       }
     }

@@ -56,7 +56,12 @@ class Plot {
   show(content: Content | null): void {
     this.element.hidden = content === null;
     if (!content) return;
-    this.#make(content.title, content.unit, content.lines.map(({ label }) => label), false);
+    this.#make(
+      content.title,
+      content.unit,
+      content.lines.map(({ label }) => label),
+      false,
+    );
     const [fromMs, toMs] = this.#board.span;
     this.#rows = rowsOf(content, fromMs, toMs);
     this.#redraw();
@@ -65,10 +70,17 @@ class Plot {
   /** Lost frames by the second, causes one above the other. */
   showLosses(losses: Losses): void {
     this.element.hidden = false;
-    this.#make("Lost frames", "a second", kCauses.map((cause) => kCauseNames[cause]), true);
+    this.#make(
+      "Lost frames",
+      "a second",
+      kCauses.map((cause) => kCauseNames[cause]),
+      true,
+    );
     const { ms, counts } = losses.bins();
     // The sum of all is drawn first, and in front of it that of all but the first, and so on.
-    const sums = kCauses.map((_, first) => ms.map((_, i) => kCauses.slice(first).reduce((sum, c) => sum + counts[c][i], 0)));
+    const sums = kCauses.map((_, first) =>
+      ms.map((_, i) => kCauses.slice(first).reduce((sum, c) => sum + counts[c][i], 0)),
+    );
     this.#rows = [ms.map((at) => at / 1000 + 0.5), ...sums];
     this.#redraw();
   }
@@ -81,7 +93,8 @@ class Plot {
       chart.setData(this.#rows as unknown as uPlot.AlignedData, false);
       chart.setScale("x", { min: fromMs / 1000, max: toMs / 1000 });
     });
-    if (chart.cursor.left === undefined || chart.cursor.left < 0) this.#legendAt(chart, this.#board.shownMs / 1000);
+    if (chart.cursor.left === undefined || chart.cursor.left < 0)
+      this.#legendAt(chart, this.#board.shownMs / 1000);
   }
 
   // The values of the frame that is shown, as long as no pointer asks for others.
@@ -112,7 +125,8 @@ function rowsOf(content: Content, fromMs: number, toMs: number): Row[] {
   const last = Math.min(series.count - 1, series.rowAt(toMs) + 1);
   for (let row = first; row <= last; ++row) {
     const ms = series.msAt(row);
-    if (row > first && ms - series.msAt(row - 1) > kGapMs) rows.forEach((values, i) => values.push(i === 0 ? (ms - 1) / 1000 : null));
+    if (row > first && ms - series.msAt(row - 1) > kGapMs)
+      rows.forEach((values, i) => values.push(i === 0 ? (ms - 1) / 1000 : null));
     rows[0].push(ms / 1000);
     lines.forEach(({ column }, i) => {
       const value = series.valueAt(row, column);
@@ -124,27 +138,56 @@ function rowsOf(content: Content, fromMs: number, toMs: number): Row[] {
 
 function optionsOf(board: Plots, labels: readonly string[], stacked: boolean, rows: () => Row[]): uPlot.Options {
   const theme = currentTheme();
-  const axis = { stroke: theme.css("dim"), grid: { stroke: theme.css("line"), width: 1 }, ticks: { show: false }, font: "10px sans-serif" };
+  const axis = {
+    stroke: theme.css("dim"),
+    grid: { stroke: theme.css("line"), width: 1 },
+    ticks: { show: false },
+    font: "10px sans-serif",
+  };
   return {
     width: 300,
     height: kHeight,
     padding: [6, 8, 0, 0],
     scales: { x: { time: true }, y: { range: (_, min, max) => rangeOf(min, max, stacked) } },
-    axes: [{ ...axis, size: 20, space: 70 }, { ...axis, size: 46, space: 24, values: (_, ticks) => ticks.map(shortNumber) }],
+    axes: [
+      { ...axis, size: 20, space: 70 },
+      { ...axis, size: 46, space: 24, values: (_, ticks) => ticks.map(shortNumber) },
+    ],
     legend: { live: true },
-    cursor: { sync: { key: "time" }, drag: { x: true, y: false, setScale: false }, bind: { dblclick: () => () => (board.release(), null) } },
-    series: [{ value: "{HH}:{mm}:{ss}.{fff}" }, ...labels.map((label, i) => lineOf(label, i, stacked, theme, rows))],
+    cursor: {
+      sync: { key: "time" },
+      drag: { x: true, y: false, setScale: false },
+      bind: { dblclick: () => () => (board.release(), null) },
+    },
+    series: [
+      { value: "{HH}:{mm}:{ss}.{fff}" },
+      ...labels.map((label, i) => lineOf(label, i, stacked, theme, rows)),
+    ],
     hooks: { setSelect: [(chart) => board.zoomTo(chart)], draw: [(chart) => drawPlayhead(chart, board, theme)] },
   };
 }
 
 function lineOf(label: string, i: number, stacked: boolean, theme: Theme, rows: () => Row[]): uPlot.Series {
   if (!stacked)
-    return { label, stroke: theme.css(`line-${i + 1}`), width: 1.5, points: { show: false }, value: (_, value) => longNumber(value) };
+    return {
+      label,
+      stroke: theme.css(`line-${i + 1}`),
+      width: 1.5,
+      points: { show: false },
+      value: (_, value) => longNumber(value),
+    };
   const color = theme.css(kCauses[i]);
-  const own = (row: number | null): string => (row === null ? "–" : String((rows()[i + 1]?.[row] ?? 0) - (rows()[i + 2]?.[row] ?? 0)));
+  const own = (row: number | null): string =>
+    row === null ? "–" : String((rows()[i + 1]?.[row] ?? 0) - (rows()[i + 2]?.[row] ?? 0));
   const paths = uPlot.paths.bars?.({ size: [0.9, 24, 3] });
-  return { label, stroke: color, fill: color, points: { show: false }, value: (_, __, ___, row) => own(row), ...(paths && { paths }) };
+  return {
+    label,
+    stroke: color,
+    fill: color,
+    points: { show: false },
+    value: (_, __, ___, row) => own(row),
+    ...(paths && { paths }),
+  };
 }
 
 function drawPlayhead(chart: uPlot, board: Plots, theme: Theme): void {

@@ -272,7 +272,12 @@ const kStates: { readonly [Type in State["type"]]: (message: Json) => State | st
     reason: textIn(m, "reason"),
   }),
   sets: (m) => ({ type: "sets", names: textsIn(m, "names") }),
-  status: (m) => ({ type: "status", state: textIn(m, "state"), text: textIn(m, "text"), notices: textsIn(m, "notices") }),
+  status: (m) => ({
+    type: "status",
+    state: textIn(m, "state"),
+    text: textIn(m, "text"),
+    notices: textsIn(m, "notices"),
+  }),
   statistics: (m) => ({
     type: "statistics",
     values: m,
@@ -292,14 +297,22 @@ const kStates: { readonly [Type in State["type"]]: (message: Json) => State | st
   log: (m) => ({
     type: "log",
     anew: m["anew"] === true,
-    lines: objectsIn(m, "lines").map((line) => ({ level: numberIn(line, "level", 1), text: textIn(line, "text") })),
+    lines: objectsIn(m, "lines").map((line) => ({
+      level: numberIn(line, "level", 1),
+      text: textIn(line, "text"),
+    })),
   }),
   pong: (m) => ({ type: "pong", id: numberIn(m, "id"), clockMs: numberIn(m, "clock_ms") }),
 };
 
 function causesIn(object: Json, prefix: string): Record<Cause, number> {
   const of = (cause: Cause): number => Math.max(0, numberIn(object, prefix + cause, 0));
-  return { too_slow: of("too_slow"), incomplete: of("incomplete"), undecodable: of("undecodable"), never_seen: of("never_seen") };
+  return {
+    too_slow: of("too_slow"),
+    incomplete: of("incomplete"),
+    undecodable: of("undecodable"),
+    never_seen: of("never_seen"),
+  };
 }
 
 function historyIn(object: Json): History | null {
@@ -311,7 +324,9 @@ function historyIn(object: Json): History | null {
     frames: numberIn(object, "frames", 0),
     bytes: numberIn(object, "bytes", 0),
   };
-  return [history.oldest, history.newest, history.oldestMs, history.newestMs].every(Number.isFinite) ? history : null;
+  return [history.oldest, history.newest, history.oldestMs, history.newestMs].every(Number.isFinite)
+    ? history
+    : null;
 }
 
 // --- from the page -------------------------------------------------------------------------------------------

@@ -7,7 +7,11 @@ const kFarthest = 1e6; // beyond it, single precision leaves nothing to look at
 
 /** Whether the three words there are a position that can be drawn: neither NaN nor infinite, nor out of all reach. */
 export function drawable(floats: Float32Array, at: number): boolean {
-  return Math.abs(floats[at]) < kFarthest && Math.abs(floats[at + 1]) < kFarthest && Math.abs(floats[at + 2]) < kFarthest;
+  return (
+    Math.abs(floats[at]) < kFarthest &&
+    Math.abs(floats[at + 1]) < kFarthest &&
+    Math.abs(floats[at + 2]) < kFarthest
+  );
 }
 
 export class Bounds {

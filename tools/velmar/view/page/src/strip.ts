@@ -60,7 +60,13 @@ export class Strip {
   }
 
   // What the history has, in front of the rest of the minute; a tick for every ten seconds.
-  #drawKept(pen: CanvasRenderingContext2D, x: (ms: number) => number, width: number, height: number, theme: Theme): void {
+  #drawKept(
+    pen: CanvasRenderingContext2D,
+    x: (ms: number) => number,
+    width: number,
+    height: number,
+    theme: Theme,
+  ): void {
     const { oldestMs, newestMs } = this.#timeline;
     const from = Math.max(0, x(oldestMs));
     pen.fillStyle = theme.css("kept");

@@ -30,7 +30,15 @@ export class Trail {
         if (series.msAt(row) - series.msAt(row - 1) > kBreakMs) continue;
         const points = [row - 1, row].flatMap((r) => [0, 1, 2].map((axis) => series.valueAt(r, axis)));
         if (!points.every(Number.isFinite)) continue;
-        this.#lines.add(points[0], points[1], points[2], points[3], points[4], points[5], this.#theme.color("picked"));
+        this.#lines.add(
+          points[0],
+          points[1],
+          points[2],
+          points[3],
+          points[4],
+          points[5],
+          this.#theme.color("picked"),
+        );
       }
     }
     this.#lines.end();
