@@ -9,9 +9,9 @@ import { Program, simulate, view, waitFor } from "../../tests/view/support/progr
 import { bareClient, bareSender, delaysOf, openPage } from "./pages.mjs";
 import { residentKiB, threadTimes } from "./system.mjs";
 
-const { values: options } = parseArgs({ options: { seconds: { type: "string", default: "600" }, json: { type: "string" }, only: { type: "string" } } });
+const { values: options } = parseArgs({ options: { seconds: { type: "string", default: "600" }, json: { type: "string" }, only: { type: "string" }, each: { type: "string", default: "10" } } });
 const kRate = 120;
-const kSeconds = 10; // of each measurement but the long one
+const kSeconds = Number(options.each); // of each measurement but the long one
 const kLoads = [
   ["person", []],
   ["stage", ["--skeletons", "10", "--markers", "1000"]],
@@ -50,7 +50,7 @@ async function measureDelay(browser) {
       const floor = await bareSender(bytes, kRate);
       const measure = async (address, draws) => {
         const tab = await openPage(browser, address, { draws });
-        await tab.waitForFunction(() => window.noted.frames.length > 100 && window.noted.pings.length > 20);
+        await tab.waitForFunction(() => window.noted.frames.length > 100 && window.noted.pings.length > 20, { polling: 100 });
         const delays = await delaysOf(tab, kSeconds);
         await tab.close();
         return delays;

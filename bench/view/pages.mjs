@@ -1,5 +1,6 @@
 // Who looks on while it is measured: pages in a browser, which note when messages come, and bare clients, which take
 // frames and do nothing with them.
+import { createServer } from "node:http";
 import WebSocket, { WebSocketServer } from "ws";
 
 const kTaken = '{"type":"taken"}';
@@ -57,7 +58,8 @@ export async function openPage(browser, address, { draws }) {
   const tab = await browser.newPage();
   await tab.setViewport({ width: 1280, height: 720 });
   await tab.evaluateOnNewDocument(note);
-  await tab.goto(draws ? address : new URL("/bare", address).href); // where there is none: a line that says so
+  // What is not there comes from the same place, and so may have the stream; and it has no script.
+  await tab.goto(draws ? address : `${address}nothing`);
   if (!draws)
     await tab.evaluate((taken) => {
       const socket = new WebSocket(`ws://${location.host}/stream`);
@@ -82,8 +84,9 @@ export async function delaysOf(tab, seconds) {
 
 /** The floor: messages of that many bytes at that rate, out of a server that does nothing else. */
 export async function bareSender(bytes, rate) {
-  const server = new WebSocketServer({ host: "127.0.0.1", port: 0, perMessageDeflate: false });
-  await new Promise((listening) => server.once("listening", listening));
+  const http = createServer((_, response) => response.setHeader("Content-Type", "text/plain").end("nothing"));
+  const server = new WebSocketServer({ server: http, perMessageDeflate: false });
+  await new Promise((listening) => http.listen(0, "127.0.0.1", listening));
   const message = Buffer.alloc(bytes);
   server.on("connection", (socket) => {
     socket.on("message", (text) => {
@@ -101,5 +104,9 @@ export async function bareSender(bytes, rate) {
     };
     send();
   });
-  return { address: `http://127.0.0.1:${server.address().port}/`, close: () => (server.clients.forEach((c) => c.terminate()), server.close()) };
+  const close = () => {
+    for (const client of server.clients) client.terminate();
+    http.close();
+  };
+  return { address: `http://127.0.0.1:${http.address().port}/`, close };
 }
