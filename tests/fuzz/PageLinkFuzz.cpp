@@ -23,7 +23,7 @@ public:
     Input(const std::uint8_t* data, std::size_t size) : m_left(reinterpret_cast<const char*>(data), size) {}
     bool IsEmpty() const { return m_left.empty(); }
     std::string Take(std::size_t size) {
-        const std::string taken(m_left.substr(0, size));
+        std::string taken(m_left.substr(0, size));
         m_left.remove_prefix(taken.size());
         return taken;
     }

@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "view/CountedFrames.h"
@@ -70,29 +71,28 @@ TEST_F(PageLinkTest, APageThatHoldsGetsTheFramesItAsksForAndThoseMeanwhileAreNot
     Converse(false, {{"", ""},
                      {"+10", "0 0 0-9"},
                      {At(R"("index":5)"), ""},
-                     {At(R"("index":3)"), ""},
+                     {At(R"("index":3)"), ""}, // counts, as the newest
                      {taken, "3 0 0-9"},
-                     {taken, ""}, // it said one
+                     {taken, ""},
                      {At(R"("index":4)"), "6 0 0-9"},
-                     {taken, ""},
-                     {"keep 3", ""},
-                     {At(R"("index":2)"), "7 0 7-9"}, // it has gone
-                     {taken, ""},
-                     {At(R"("index":-1e300)"), "7 0 7-9"},
-                     {taken, ""},
-                     {At(R"("index":1e300)"), "9 0 7-9"},
-                     {taken, ""},
-                     {At(R"("ms":1089.9)"), "8 0 7-9"},
-                     {taken, ""},
-                     {At(R"("ms":0)"), "7 0 7-9"},
-                     {"+5", ""},
-                     {taken, ""},
-                     {live, "14 0 7-14"},
-                     {taken, ""},
-                     {"+3", "17 2 7-17"},
-                     {At(R"("index":10)"), ""}, // the newest of what it said counts
                      {live, ""},
-                     {taken, "17 2 7-17"}});
+                     {taken, "9 0 0-9"},
+                     {taken, ""},
+                     {"+3", "12 2 0-12"},
+                     {At(R"("index":10)"), ""},
+                     {live, ""},
+                     {taken, "12 2 0-12"}});
+    history.Keep(3);
+    PageLink link(board, history, false);
+    for (const auto& [place, nearest] : {std::pair(R"("index":2)", "10"),
+                                         {R"("index":-1e300)", "10"},
+                                         {R"("index":1e300)", "12"},
+                                         {R"("ms":1119.9)", "11"},
+                                         {R"("ms":0)", "10"}}) {
+        Happen(link, At(place));
+        EXPECT_EQ(Next(link).substr(0, 2), nearest) << place;
+        Happen(link, taken);
+    }
 }
 
 TEST_F(PageLinkTest, StateGoesFirstTheNewestOfEachAndListsBringWhatIsNew) {
@@ -127,27 +127,27 @@ TEST_F(PageLinkTest, WhatIsNoMessageOfAPageIsRefused) {
     PageLink link(board, history, true);
     const std::string padding(kMaxPageMessage - taken.size(), ' ');
     EXPECT_TRUE(link.Take(taken + padding));
-    for (const std::string& text : {taken + padding + " ",
-                                    std::string(),
-                                    std::string("null"),
-                                    std::string("[]"),
-                                    std::string("\"taken\""),
-                                    std::string("{}"),
-                                    std::string(R"({"type":"taken")"),
-                                    taken + taken,
-                                    std::string(R"({"type":"Taken"})"),
-                                    std::string(R"({"type":["taken"]})"),
-                                    std::string(R"({"type":"taken","id":1})"),
-                                    std::string(R"({"type":"ping"})"),
-                                    std::string(R"({"type":"ping","id":"1"})"),
-                                    std::string(R"({"type":"ping","id":1e999})"),
-                                    At(R"("index":"1")"),
-                                    At(R"("index":null)"),
-                                    At(R"("index":1,"ms":2)"),
-                                    At(R"("place":1)"),
-                                    std::string(R"({"type":"live","ms":1})"),
-                                    std::string(kMaxPageMessage, '['),
-                                    std::string("{\"type\":\"taken\xFF\"}"),
-                                    std::string(1, '\0')})
-        EXPECT_FALSE(link.Take(text)) << text;
+    const std::string rubbish[] = {taken + padding + " ",
+                                   taken + taken,
+                                   std::string(kMaxPageMessage, '['),
+                                   std::string(1, '\0'),
+                                   At(R"("index":"1")"),
+                                   At(R"("index":null)"),
+                                   At(R"("index":1,"ms":2)"),
+                                   At(R"("place":1)"),
+                                   "",
+                                   "null",
+                                   "[]",
+                                   "\"taken\"",
+                                   "{}",
+                                   R"({"type":"taken")",
+                                   R"({"type":"Taken"})",
+                                   R"({"type":["taken"]})",
+                                   R"({"type":"taken","id":1})",
+                                   R"({"type":"ping"})",
+                                   R"({"type":"ping","id":"1"})",
+                                   R"({"type":"ping","id":1e999})",
+                                   R"({"type":"live","ms":1})",
+                                   "{\"type\":\"taken\xFF\"}"};
+    for (const std::string& text : rubbish) EXPECT_FALSE(link.Take(text)) << text;
 }

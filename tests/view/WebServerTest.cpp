@@ -14,7 +14,9 @@
 #include <chrono>
 #include <ctime>
 #include <functional>
+#include <map>
 #include <optional>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -48,23 +50,15 @@ public:
         bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
         return bytes;
     }
-    std::string ReadAll() const {
+    std::string ReadUntil(const std::string& end) const {
         std::string all;
-        for (std::string some = Read(1); !some.empty(); some = Read(1)) all += some;
+        for (std::string some = Read(1); !some.empty(); some = all.ends_with(end) ? "" : Read(1)) all += some;
         return all;
     }
-    std::string ReadHead() const {
-        std::string head;
-        while (!head.ends_with("\r\n\r\n")) {
-            const std::string some = Read(1);
-            if (some.empty()) break;
-            head += some;
-        }
-        return head;
-    }
-    bool HasSomething(std::chrono::milliseconds within) const {
+    std::string ReadAll() const { return ReadUntil("no such end"); }
+    bool IsSilentFor(std::chrono::milliseconds time) const {
         pollfd waiting{m_socket, POLLIN, 0};
-        return poll(&waiting, 1, static_cast<int>(within.count())) == 1;
+        return poll(&waiting, 1, static_cast<int>(time.count())) == 0;
     }
     // A WebSocket frame to the server.
     void Say(const std::string& text, char first = '\x81') const {
@@ -86,6 +80,11 @@ public:
 private:
     int m_socket;
 };
+
+static const std::string kTaken = R"({"type":"taken"})";
+static const char* const kUpgrade =
+    "Connection: Upgrade\r\nUpgrade: websocket\r\nSec-WebSocket-Version: 13\r\n"
+    "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==";
 
 struct WebServerTest : testing::Test {
     ~WebServerTest() override { Stop(); }
@@ -119,21 +118,21 @@ struct WebServerTest : testing::Test {
             ASSERT_LT(std::chrono::steady_clock::now(), end);
     }
     std::string Own() const { return fmt::format("127.0.0.1:{}", server->Port()); }
-    std::string Upgrade(const std::string& more) const {
-        return "Connection: Upgrade\r\nUpgrade: websocket\r\nSec-WebSocket-Version: 13\r\n"
-               "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n" +
-               more;
-    }
-    std::string Ask(const std::string& request) const {
+    // The whole one, or its head when a WebSocket is open then.
+    std::string Answer(const std::string& request) const {
         const Peer peer(server->Port());
         peer.Send(request);
-        return peer.ReadAll();
+        const std::string head = peer.ReadUntil("\r\n\r\n");
+        return head.starts_with("HTTP/1.1 101") ? head : head + peer.ReadAll();
+    }
+    std::string Opening() const {
+        return fmt::format("GET /stream HTTP/1.1\r\nHost: {0}\r\nOrigin: http://{0}\r\n{1}\r\n\r\n", Own(),
+                           kUpgrade);
     }
     Peer Page() const {
         Peer peer(server->Port());
-        peer.Send(
-            fmt::format("GET /stream HTTP/1.1\r\nHost: {0}\r\nOrigin: http://{0}\r\n{1}\r\n", Own(), Upgrade("")));
-        EXPECT_TRUE(peer.ReadHead().starts_with("HTTP/1.1 101 ")) << "no WebSocket";
+        peer.Send(Opening());
+        EXPECT_TRUE(peer.ReadUntil("\r\n\r\n").starts_with("HTTP/1.1 101 ")) << "no WebSocket";
         return peer;
     }
 
@@ -147,60 +146,67 @@ struct WebServerTest : testing::Test {
     std::thread thread;
 };
 
-static const std::string kTaken = R"({"type":"taken"})";
-
+// In a request, words stand for headers: those of this server, and others.
 TEST_F(WebServerTest, OnlyThePageOfThisServerIsAnswered) {
+    const struct {
+        std::string request;
+        int status, withToken;
+    } table[] = {
+        {"/? OWN", 200, 200},
+        {"/? NAMED", 200, 200},
+        {"/? FOREIGN", 403, 200}, // a token is what nobody else has
+        {"/? PORTLESS", 403, 200},
+        {"/?", 403, 403},
+        {"/? OWN OWN", 403, 403},
+        {"/?token=5ecre OWN", 200, 403},
+        {"/?token=5ecret1 OWN", 200, 403},
+        {"/?token= OWN", 200, 403},
+        {"/stream OWN SAME UPGRADE", 101, 403},
+        {"/stream? OWN SAME UPGRADE", 101, 101},
+        {"/stream? OWN SAME", 426, 426},
+        {"/stream? OWN UPGRADE", 403, 403},
+        {"/stream? OWN SECURE UPGRADE", 403, 403},
+        {"/stream? OWN EVIL UPGRADE", 403, 403},
+        {"/stream? NAMED SAME UPGRADE", 403, 403},
+        {"/stream? FOREIGN EVIL UPGRADE", 403, 101},
+        {"/../../etc/passwd? OWN", 404, 404},
+        {"/%2e%2e/etc/passwd? OWN", 404, 404},
+        {"/? OWN BODY", 413, 413},
+        {"/? OWN CHUNKS", 413, 413},
+        {"/? OWN HUGE", 431, 431},
+        {"/? OWN \x16\x03", 400, 400},
+    };
     for (const std::string token : {"", "5ecret"}) {
         Start(token);
-        const std::string own = Own(), query = token.empty() ? "" : "?x=1&token=5ecret";
-        const std::string host = "Host: " + own + "\r\n", same = "Origin: http://" + own + "\r\n";
-        const std::string get = "GET /" + query + " HTTP/1.1\r\n",
-                          stream = "GET /stream" + query + " HTTP/1.1\r\n";
-        const std::string named = "Host: localhost:" + std::to_string(server->Port()) + "\r\n";
-        const std::string foreign = "Host: evil.example:" + std::to_string(server->Port()) + "\r\n";
-        const int byName = token.empty() ? 403 : 200; // a token is what nobody else has
-        const struct {
-            std::string request;
-            int status;
-        } table[] = {
-            {get + host, 200},
-            {get + named, 200},
-            {get + foreign, byName},
-            {get + "Host: 127.0.0.1\r\n", byName},
-            {get + "Host: " + own + "0\r\n", byName},
-            {get, 403},
-            {get + host + host, 403},
-            {"GET /?token=5ecre HTTP/1.1\r\n" + host, token.empty() ? 200 : 403},
-            {"GET /?token=5ecret1 HTTP/1.1\r\n" + host, token.empty() ? 200 : 403},
-            {"GET /?token= HTTP/1.1\r\n" + host, token.empty() ? 200 : 403},
-            {"GET /stream HTTP/1.1\r\n" + host + same + Upgrade(""), token.empty() ? 101 : 403},
-            {stream + host + same + Upgrade(""), 101},
-            {stream + host + same, 426},
-            {stream + host + Upgrade(""), 403},
-            {stream + host + Upgrade("Origin: null\r\n"), 403},
-            {stream + host + Upgrade("Origin: https://" + own + "\r\n"), 403},
-            {stream + host + Upgrade("Origin: http://evil.example\r\n"), 403},
-            {stream + named + Upgrade(same), 403},
-            {stream + foreign + Upgrade("Origin: http://evil.example\r\n"), 403},
-            {"GET /../../etc/passwd" + query + " HTTP/1.1\r\n" + host, 404},
-            {"GET /%2e%2e/etc/passwd" + query + " HTTP/1.1\r\n" + host, 404},
-            {"GET //" + query + " HTTP/1.1\r\n" + host, 404},
-            {"DELETE /" + query + " HTTP/1.1\r\n" + host, 405},
-            {"POST /" + query + " HTTP/1.1\r\n" + host + "Content-Length: 5\r\n", 413},
-            {"POST /" + query + " HTTP/1.1\r\n" + host + "Transfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n0\r\n",
-             413},
-            {get + host + "X: " + std::string(100000, 'x') + "\r\n", 431},
-            {"\x16\x03\x01 rubbish\r\n", 400},
+        const std::string port = std::to_string(server->Port());
+        const std::map<std::string, std::string> headers = {
+            {"OWN", "Host: " + Own()},
+            {"NAMED", "Host: localhost:" + port},
+            {"FOREIGN", "Host: evil.example:" + port},
+            {"PORTLESS", "Host: 127.0.0.1"},
+            {"SAME", "Origin: http://" + Own()},
+            {"SECURE", "Origin: https://" + Own()},
+            {"EVIL", "Origin: http://evil.example:" + port},
+            {"UPGRADE", kUpgrade},
+            {"BODY", "Content-Length: 5"},
+            {"CHUNKS", "Transfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n0\r\n"},
+            {"HUGE", "X: " + std::string(100'000, 'x')},
         };
-        for (const auto& [request, status] : table) {
-            const Peer peer(server->Port());
-            peer.Send(request + "\r\n");
-            const std::string head = peer.ReadHead();
-            EXPECT_TRUE(head.starts_with("HTTP/1.1 " + std::to_string(status) + " ")) << request << head;
-            if (status < 400) continue;
-            const std::string why = peer.ReadAll();
-            EXPECT_EQ(why.find('\n') + 1, why.size()) << "one line: " << why;
+        for (const auto& [asked, status, withToken] : table) {
+            std::istringstream words(asked);
+            std::string target, request, word;
+            words >> target;
+            if (!token.empty() && target.ends_with('?')) target += "x=1&token=" + token;
+            request.append("GET ").append(target).append(" HTTP/1.1\r\n");
+            while (words >> word) request.append(headers.contains(word) ? headers.at(word) : word).append("\r\n");
+            const std::string answer = Answer(request + "\r\n");
+            const std::string expected = std::to_string(token.empty() ? status : withToken);
+            EXPECT_EQ(answer.substr(0, 13), "HTTP/1.1 " + expected + " ") << asked;
+            EXPECT_TRUE(expected < "400" ||
+                        std::ranges::count(answer.substr(answer.find("\r\n\r\n") + 4), '\n') == 1)
+                << "one line: " << answer;
         }
+        EXPECT_EQ(Answer("POST /?token=5ecret HTTP/1.1\r\nHost: " + Own() + "\r\n\r\n").substr(9, 3), "405");
         Stop();
     }
 }
@@ -208,7 +214,7 @@ TEST_F(WebServerTest, OnlyThePageOfThisServerIsAnswered) {
 TEST_F(WebServerTest, ThePageComesAsItIsAndIsKeptNowhere) {
     Start();
     const std::string own = "Host: " + Own() + "\r\n\r\n";
-    const std::string answer = Ask("GET / HTTP/1.1\r\n" + own), head = Ask("HEAD / HTTP/1.1\r\n" + own);
+    const std::string answer = Answer("GET / HTTP/1.1\r\n" + own), head = Answer("HEAD / HTTP/1.1\r\n" + own);
     EXPECT_EQ(answer, head + std::string(page.begin(), page.end()));
     for (const char* const field :
          {"Content-Type: text/html; charset=utf-8", "Content-Encoding: gzip", "Content-Length: 4",
@@ -247,6 +253,7 @@ TEST_F(WebServerTest, RubbishAndWantOfMemoryEndOnePageAndNoOther) {
     Frames(1);
     const Peer good = Page();
     good.Hear();
+    const std::string tooLong = std::string("\x88\x03\xF1") + "a message is too long";
     const struct {
         std::string text;
         char first;
@@ -254,12 +261,8 @@ TEST_F(WebServerTest, RubbishAndWantOfMemoryEndOnePageAndNoOther) {
     } table[] = {
         {"taken", '\x81', "\x88\x03\xF0this is no message of a page"},
         {kTaken, '\x82', "\x88\x03\xEBonly text is understood"},
-        {std::string(kMaxPageMessage + 1, ' '), '\x81',
-         "\x88\x03\xF1"
-         "a message is too long"},
-        {std::string(60000, ' '), '\x01',
-         "\x88\x03\xF1"
-         "a message is too long"},
+        {std::string(kMaxPageMessage + 1, ' '), '\x81', tooLong},
+        {std::string(60000, ' '), '\x01', tooLong},
         {"\xFF\xFE", '\x81', "\x88\x03\xEF"},
         {kTaken, '\xC1', "\x88\x03\xEA"}, // compressed
         {kTaken, '\x83', "\x88\x03\xEA"},
@@ -306,10 +309,7 @@ TEST_F(WebServerTest, OfFiveHundredAtOnceTheFirstAreServedAndTheOthersTold) {
     std::vector<Peer> pages;
     while (pages.size() < 32) pages.push_back(Page());
     const std::string own = "Host: " + Own() + "\r\n";
-    EXPECT_NE(Ask("GET /stream HTTP/1.1\r\n" + own + Upgrade("Origin: http://" + Own() + "\r\n") + "\r\n")
-                  .find("503 Service Unavailable"),
-              std::string::npos)
-        << "a page too many";
+    EXPECT_EQ(Answer(Opening()).substr(9, 3), "503") << "a page too many";
     std::vector<Peer> crowd;
     while (crowd.size() < 500) crowd.emplace_back(server->Port());
     int told = 0;
@@ -337,7 +337,7 @@ TEST_F(WebServerTest, WithoutDescriptorsItWaitsAndGoesOn) {
     });
     peer.Send(request);
     const std::clock_t start = std::clock();
-    EXPECT_FALSE(peer.HasSomething(500ms));
+    EXPECT_TRUE(peer.IsSilentFor(500ms));
     EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC / 10) << "it tries without end";
     setrlimit(RLIMIT_NOFILE, &limit);
     EXPECT_TRUE(peer.ReadAll().starts_with("HTTP/1.1 200 "));

@@ -19,12 +19,13 @@ std::string Text(const nlohmann::json& message) {
     return message.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
-std::string ListText(const ListNames& names, bool anew, std::deque<std::string>::const_iterator first,
-                     std::deque<std::string>::const_iterator end) {
+// The newest entries, so many.
+std::string ListText(const ListNames& names, bool anew, const std::deque<std::string>& kept, std::size_t count) {
     std::string text = std::string(R"({"type":")") + names.type + R"(","anew":)" + (anew ? "true" : "false") +
                        ",\"" + names.entries + "\":[";
     const char* separator = "";
-    for (; first != end; ++first) text.append(std::exchange(separator, ",")).append(*first);
+    for (std::size_t i = kept.size() - count; i < kept.size(); ++i)
+        text.append(std::exchange(separator, ",")).append(kept[i]);
     return text + "]}";
 }
 
@@ -69,9 +70,9 @@ std::optional<std::string> StateBoard::Next(Progress& page) const {
         if (unknown == 0) continue;
         // What has gone meanwhile leaves no gap behind that nobody sees.
         const bool anew = page.lists[i] == 0 || unknown > entries.kept.size();
-        const auto count = static_cast<std::ptrdiff_t>(std::min<std::uint64_t>(unknown, entries.kept.size()));
+        const std::uint64_t count = std::min<std::uint64_t>(unknown, entries.kept.size());
         page.lists[i] = entries.appended;
-        return ListText(kListNames[i], anew, entries.kept.end() - count, entries.kept.end());
+        return ListText(kListNames[i], anew, entries.kept, count);
     }
     return std::nullopt;
 }

@@ -38,7 +38,7 @@ struct WebHouse {
 // One socket and whatever is done with it, until End.
 class WebGuest : public std::enable_shared_from_this<WebGuest> {
 public:
-    WebGuest(WebHouse& house, asio::any_io_executor executor) : m_house(house), m_deadline(std::move(executor)) {}
+    WebGuest(WebHouse& house, const asio::any_io_executor& executor) : m_house(house), m_deadline(executor) {}
     virtual ~WebGuest() = default;
     WebGuest(const WebGuest&) = delete;
     WebGuest& operator=(const WebGuest&) = delete;
@@ -49,12 +49,14 @@ public:
     // Whatever is going on is given up.
     void End() noexcept {
         if (std::exchange(m_ended, true)) return;
-        const auto self = shared_from_this();
-        beast::error_code unimportant;
-        m_deadline.cancel(unimportant);
+        const auto self = weak_from_this().lock();
         CloseSocket();
-        m_house.guests.erase(self);
-        m_house.onPlaceFree();
+        try {
+            m_deadline.cancel();
+            m_house.guests.erase(self);
+            m_house.onPlaceFree();
+        } catch (...) { // they could only if they were used wrongly
+        }
     }
     bool HasEnded() const { return m_ended; }
 

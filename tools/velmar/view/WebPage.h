@@ -6,6 +6,7 @@
 #include <boost/beast/websocket.hpp>
 #include <optional>
 
+#include "view/FrameMessage.h"
 #include "view/PageLink.h"
 #include "view/WebGuest.h"
 
@@ -33,7 +34,7 @@ public:
 
     void Pump() override {
         if (!m_open || m_leaving) return;
-        m_leaving = m_link.Next(ClockMs());
+        m_leaving = m_link.Next(NowMs());
         if (!m_leaving) return;
         m_stream.text(!m_leaving->body);
         std::array<asio::const_buffer, 2> parts{asio::buffer(m_leaving->text)};
@@ -46,12 +47,6 @@ private:
     static constexpr std::chrono::seconds kSilence{60};
     static constexpr std::chrono::seconds kFarewellTime{5};
     static constexpr int kSendBuffer = 256 * 1024;
-
-    // That of the deliveries of frames.
-    static double ClockMs() {
-        return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now().time_since_epoch())
-            .count();
-    }
 
     tcp::socket& Socket() { return m_stream.next_layer(); }
 

@@ -77,8 +77,11 @@ WebServer::Work::Work(const Options& options, StateBoard& board, const FrameHist
 }
 
 WebServer::Work::~Work() {
-    m_board.OnChange({});
-    Close();
+    try {
+        m_board.OnChange({});
+        Close();
+    } catch (...) { // whoever is still there goes with the sockets
+    }
 }
 
 void WebServer::Work::Listen(const Options& options) {

@@ -37,8 +37,12 @@ const policy = [
   "base-uri 'none'",
   "form-action 'none'",
 ].join("; ");
-const parts = { policy, script, style };
-const page = readFileSync("src/index.html", "utf8").replace(/@(policy|script|style)@/g, (_, name) => parts[name]);
+// What is taken in from others goes with its terms.
+const licenses = ["three", "uplot"]
+  .map((name) => `${name}\n\n${readFileSync(`node_modules/${name}/LICENSE`, "utf8").replaceAll("--", "- -")}`)
+  .join("\n");
+const parts = { policy, script, style, licenses };
+const page = readFileSync("src/index.html", "utf8").replace(/@(policy|script|style|licenses)@/g, (_, name) => parts[name]);
 const compressed = gzipSync(page, { level: 9 });
 
 const lines = [];
