@@ -9,7 +9,14 @@ import { Program, simulate, view, waitFor } from "../../tests/view/support/progr
 import { bareClient, bareSender, delaysOf, openPage } from "./pages.mjs";
 import { residentKiB, threadTimes } from "./system.mjs";
 
-const { values: options } = parseArgs({ options: { seconds: { type: "string", default: "600" }, json: { type: "string" }, only: { type: "string" }, each: { type: "string", default: "10" } } });
+const { values: options } = parseArgs({
+  options: {
+    seconds: { type: "string", default: "600" },
+    json: { type: "string" },
+    only: { type: "string" },
+    each: { type: "string", default: "10" },
+  },
+});
 const kRate = 120;
 const kSeconds = Number(options.each); // of each measurement but the long one
 const kLoads = [
@@ -21,8 +28,16 @@ const rows = [];
 function row(what, load, unit, ours, { floor = [], wanted, note = "" } = {}) {
   const all = { what, load, unit, ours: [ours].flat(), floor: [floor].flat(), note };
   rows.push(all);
-  const [value, beside] = [all.ours, all.floor].map((list) => (list.length ? `${quantile(list, 0.5).toFixed(2)} ${unit}` : "-"));
-  const words = [what.padEnd(34), load.padEnd(22), value.padStart(14), beside.padStart(14), (wanted ?? "-").padStart(10)];
+  const [value, beside] = [all.ours, all.floor].map((list) =>
+    list.length ? `${quantile(list, 0.5).toFixed(2)} ${unit}` : "-",
+  );
+  const words = [
+    what.padEnd(34),
+    load.padEnd(22),
+    value.padStart(14),
+    beside.padStart(14),
+    (wanted ?? "-").padStart(10),
+  ];
   console.log(`${words.join(" ")}  ${note}`);
 }
 
@@ -50,7 +65,9 @@ async function measureDelay(browser) {
       const floor = await bareSender(bytes, kRate);
       const measure = async (address, draws) => {
         const tab = await openPage(browser, address, { draws });
-        await tab.waitForFunction(() => window.noted.frames.length > 100 && window.noted.pings.length > 20, { polling: 100 });
+        await tab.waitForFunction(() => window.noted.frames.length > 100 && window.noted.pings.length > 20, {
+          polling: 100,
+        });
         const delays = await delaysOf(tab, kSeconds);
         await tab.close();
         return delays;
@@ -61,7 +78,10 @@ async function measureDelay(browser) {
         const note = `clocks within ${clockErrorMs.toFixed(2)} ms, ${toPage.length} frames of ${bytes} bytes`;
         const where = draws ? "library to message, page drawing" : "library to message, bare page";
         row(`${where}, p50`, name, "ms", quantile(toPage, 0.5), { floor: quantile(beside.toPage, 0.5), note });
-        row(`${where}, p99`, name, "ms", quantile(toPage, 0.99), { floor: quantile(beside.toPage, 0.99), wanted: "< 8.3" });
+        row(`${where}, p99`, name, "ms", quantile(toPage, 0.99), {
+          floor: quantile(beside.toPage, 0.99),
+          wanted: "< 8.3",
+        });
         row("  of it library to socket, p99", name, "ms", quantile(toSocket, 0.99));
       }
       floor.close();
@@ -84,14 +104,20 @@ async function measureProcessor() {
       await watch.says(/frames_delivered":[1-9]/);
       const receiving = await costOf(watch.process.pid);
       await watch.end();
-      row("receive path, velmar watch", name, "us", receiving.whole, { note: `its receive thread alone ${receiving.busiest.toFixed(1)} us` });
+      row("receive path, velmar watch", name, "us", receiving.whole, {
+        note: `its receive thread alone ${receiving.busiest.toFixed(1)} us`,
+      });
       for (const pages of [0, 1]) {
         const client = pages ? await bareClient(shown.address) : null;
         const { whole } = await costOf(shown.process.pid);
         client?.close();
         const ratios = [receiving.whole, receiving.busiest].map((floor) => `${(whole / floor).toFixed(1)} times`);
         const note = `${ratios[0]} the whole client, ${ratios[1]} its receive thread`;
-        row(`velmar view, ${pages ? "one page" : "no page"}`, name, "us", whole, { floor: receiving.whole, wanted: "< 5 times", note });
+        row(`velmar view, ${pages ? "one page" : "no page"}`, name, "us", whole, {
+          floor: receiving.whole,
+          wanted: "< 5 times",
+          note,
+        });
       }
     });
 }
@@ -109,20 +135,39 @@ async function measureLong(seconds) {
       return socket;
     };
     await stall();
-    await waitFor("the history is full", () => live[0].statistics?.history && live[0].statistics.history.oldest > 0, 90000);
+    await waitFor(
+      "the history is full",
+      () => live[0].statistics?.history && live[0].statistics.history.oldest > 0,
+      90000,
+    );
     const resident = [residentKiB(shown.process.pid)];
-    for (const end = performance.now() + seconds * 1000; performance.now() < end; ) {
+    for (const end = performance.now() + seconds * 1000; performance.now() < end;) {
       await pause(Math.min(10000, end - performance.now()));
       resident.push(residentKiB(shown.process.pid));
     }
     over = true;
     const { statistics } = live[0];
     const lost = Object.entries(statistics).filter(([key]) => key.startsWith("missing_"));
-    row("lost by the library", "stage at 1 kHz", "", lost.reduce((sum, [, count]) => sum + count, 0), { wanted: "0", note: `of ${statistics.frames_delivered}: ${lost.filter(([, count]) => count > 0).map(([key, count]) => `${count} ${key}`)}` });
-    row("passed over by the program", "stage at 1 kHz", "", statistics.passed_over, { wanted: "0", note: `history of ${(statistics.history.bytes / 2 ** 20).toFixed(0)} MiB` });
+    row(
+      "lost by the library",
+      "stage at 1 kHz",
+      "",
+      lost.reduce((sum, [, count]) => sum + count, 0),
+      {
+        wanted: "0",
+        note: `of ${statistics.frames_delivered}: ${lost.filter(([, count]) => count > 0).map(([key, count]) => `${count} ${key}`)}`,
+      },
+    );
+    row("passed over by the program", "stage at 1 kHz", "", statistics.passed_over, {
+      wanted: "0",
+      note: `history of ${(statistics.history.bytes / 2 ** 20).toFixed(0)} MiB`,
+    });
     const spread = Math.max(...resident) - Math.min(...resident);
-    row("memory, largest less smallest", "stage at 1 kHz", "KiB", spread, { note: `in ${seconds} s, every 10 s; first ${resident[0]}, last ${resident.at(-1)} KiB; one page stalled (${stalls} times let in), two live` });
-    for (const page of live) row("frames taken by a live page", "stage at 1 kHz", "", page.frames, { note: `${page.skipped} skipped` });
+    row("memory, largest less smallest", "stage at 1 kHz", "KiB", spread, {
+      note: `in ${seconds} s, every 10 s; first ${resident[0]}, last ${resident.at(-1)} KiB; one page stalled (${stalls} times let in), two live`,
+    });
+    for (const page of live)
+      row("frames taken by a live page", "stage at 1 kHz", "", page.frames, { note: `${page.skipped} skipped` });
     live.forEach((page) => page.close());
   });
 }
@@ -132,7 +177,10 @@ async function firstPicture(browser, address) {
   const tab = await browser.newPage();
   await tab.setViewport({ width: 1280, height: 720 });
   await tab.goto(address);
-  const ms = await tab.waitForFunction(() => window.velmar?.pictures > 0 && window.velmar.frame && performance.now(), { polling: "raf" });
+  const ms = await tab.waitForFunction(
+    () => window.velmar?.pictures > 0 && window.velmar.frame && performance.now(),
+    { polling: "raf" },
+  );
   const value = await ms.jsonValue();
   await tab.close();
   return value;
@@ -152,15 +200,28 @@ async function measurePage(browser) {
   await shownWhile(kRate, [], async (shown) => {
     const times = [];
     while (times.length < 5) times.push(await firstPicture(browser, shown.address));
-    row("first picture", "person", "ms", times, { wanted: "< 1000", note: "drawn by the processor; median of 5 loads in new tabs" });
+    row("first picture", "person", "ms", times, {
+      wanted: "< 1000",
+      note: "drawn by the processor; median of 5 loads in new tabs",
+    });
     row("page, compressed", "", "kB", (await compressedBytes(shown.address)) / 1000, { wanted: "< 300" });
   });
 }
 
 const browser = await launch();
-const chapters = { delay: () => measureDelay(browser), processor: measureProcessor, page: () => measurePage(browser), long: () => measureLong(Number(options.seconds)) };
-console.log(`${kRate} Hz unless said, ${kSeconds} s each; person: ${process.env.VELMAR} simulate, stage: the same ${kLoads[1][1].join(" ")}`);
-console.log(`${"what".padEnd(34)} ${"load".padEnd(22)} ${"ours".padStart(14)} ${"floor".padStart(14)} ${"wanted".padStart(10)}`);
-for (const [name, measure] of Object.entries(chapters)) if (!options.only || options.only === name) await measure();
+const chapters = {
+  delay: () => measureDelay(browser),
+  processor: measureProcessor,
+  page: () => measurePage(browser),
+  long: () => measureLong(Number(options.seconds)),
+};
+console.log(
+  `${kRate} Hz unless said, ${kSeconds} s each; person: ${process.env.VELMAR} simulate, stage: the same ${kLoads[1][1].join(" ")}`,
+);
+console.log(
+  `${"what".padEnd(34)} ${"load".padEnd(22)} ${"ours".padStart(14)} ${"floor".padStart(14)} ${"wanted".padStart(10)}`,
+);
+for (const [name, measure] of Object.entries(chapters))
+  if (!options.only || options.only === name) await measure();
 await browser.close();
 if (options.json) writeFileSync(options.json, JSON.stringify(rows, null, 1));

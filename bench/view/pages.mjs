@@ -47,7 +47,10 @@ function note() {
       });
       let id = -1;
       this.addEventListener("open", () =>
-        setInterval(() => (asked.set(--id, performance.now()), this.send(JSON.stringify({ type: "ping", id }))), 100),
+        setInterval(
+          () => (asked.set(--id, performance.now()), this.send(JSON.stringify({ type: "ping", id }))),
+          100,
+        ),
       );
     }
   };

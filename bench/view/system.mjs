@@ -4,7 +4,9 @@ import { readdirSync, readFileSync } from "node:fs";
 /** Processor microseconds of each thread so far. */
 export function threadTimes(pid) {
   const threads = readdirSync(`/proc/${pid}/task`);
-  return threads.map((thread) => Number(readFileSync(`/proc/${pid}/task/${thread}/schedstat`, "utf8").split(" ")[0]) / 1000);
+  return threads.map(
+    (thread) => Number(readFileSync(`/proc/${pid}/task/${thread}/schedstat`, "utf8").split(" ")[0]) / 1000,
+  );
 }
 
 export function residentKiB(pid) {

@@ -8,11 +8,20 @@ import { Program, simulate, view, waitFor } from "./support/programs.mjs";
 useBrowser();
 
 const live = (page, beyond) =>
-  page.until(`live beyond frame ${beyond}`, (index) => window.velmar.timeline.mode === "live" && window.velmar.frame?.index > index, beyond);
+  page.until(
+    `live beyond frame ${beyond}`,
+    (index) => window.velmar.timeline.mode === "live" && window.velmar.frame?.index > index,
+    beyond,
+  );
 
 for (const { option, cause, words, load } of [
   { option: "--lose-frames", cause: "never_seen", words: /never seen/i, load: [] },
-  { option: "--lose-middle", cause: "incomplete", words: /incomplete/i, load: ["--skeletons", "5", "--markers", "500"] },
+  {
+    option: "--lose-middle",
+    cause: "incomplete",
+    words: /incomplete/i,
+    load: ["--skeletons", "5", "--markers", "500"],
+  },
 ])
   test(`frames that are lost show with their cause: ${cause}`, async () => {
     const server = await simulate("--rate", "100", option, "0.05", ...load);
@@ -21,7 +30,11 @@ for (const { option, cause, words, load } of [
     await page.streams();
     await page.until("losses are counted", (name) => window.velmar.status.statistics?.lost[name] > 5, cause);
     await waitFor("the line names the cause", async () => words.test(await page.status()));
-    const others = await page.run((name) => Object.entries(window.velmar.status.statistics.lost).filter(([key, count]) => key !== name && count > 0), cause);
+    const others = await page.run(
+      (name) =>
+        Object.entries(window.velmar.status.statistics.lost).filter(([key, count]) => key !== name && count > 0),
+      cause,
+    );
     assert.deepEqual(others, []);
     await waitFor("the strip has a mark in the colour of its cause", () => marked(page, cause));
     await page.close();
@@ -50,7 +63,8 @@ async function marked(page, cause) {
 test("a server that goes and comes back shows, and passes", async () => {
   const shown = await view("127.0.0.1");
   const page = await Page.open(shown.address);
-  const says = (expression) => waitFor(`the page says ${expression}`, async () => expression.test(await page.text()));
+  const says = (expression) =>
+    waitFor(`the page says ${expression}`, async () => expression.test(await page.text()));
   await says(/no connection|no answer|connecting|trying/i);
   let server = await simulate("--rate", "100");
   await live(page, 100);
@@ -70,7 +84,9 @@ test("a program that ends and starts again has its page back", async () => {
   const page = await Page.open(shown.address);
   await live(page, 50);
   await shown.end();
-  await page.until("the page tells that it is alone", () => /connect/i.test(document.body.innerText.replace(/connected/gi, "")));
+  await page.until("the page tells that it is alone", () =>
+    /connect/i.test(document.body.innerText.replace(/connected/gi, "")),
+  );
   shown = new Program("view", "127.0.0.1", "--port", new URL(shown.address).port);
   await page.until("frames come again", () => window.velmar.frame.index < 40);
   await live(page, 50);
@@ -97,10 +113,14 @@ test("twenty pages, one that reloads and one that stalls do not hold each other 
   await reloaded.tab.reload();
   await live(reloaded, 10);
   const { index } = await reloaded.shown();
-  for (const page of others) await page.until("another page goes on", (before) => window.velmar.timeline.newest > before + 100, index);
+  for (const page of others)
+    await page.until("another page goes on", (before) => window.velmar.timeline.newest > before + 100, index);
   const { pages: count, lost } = await others[0].run(() => window.velmar.status.statistics);
   assert.equal(count, 20);
-  assert.deepEqual(Object.values(lost).filter((value) => value > 0), []);
+  assert.deepEqual(
+    Object.values(lost).filter((value) => value > 0),
+    [],
+  );
   await debug.send("Debugger.resume");
   await debug.detach();
   await live(stalled, index + 100);

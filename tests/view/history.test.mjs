@@ -22,7 +22,9 @@ const newest = () => page.run(() => window.velmar.timeline.newest);
 // When the server sent frames, by their numbers, in milliseconds of the stream.
 function sentMs() {
   const lines = readFileSync(log, "utf8").trim().split("\n");
-  return new Map(lines.map((line) => line.split(" ")).map(([microseconds, number]) => [Number(number), microseconds / 1000]));
+  return new Map(
+    lines.map((line) => line.split(" ")).map(([microseconds, number]) => [Number(number), microseconds / 1000]),
+  );
 }
 
 test("pause holds while frames go on, and End is now", async () => {
@@ -81,7 +83,10 @@ test("going back shows the frame of then, as it was sent then", async () => {
   await server.end();
   const sent = sentMs();
   for (const then of seen) {
-    const [passed, sentPassed] = [then.arrivalMs - seen[0].arrivalMs, sent.get(then.number) - sent.get(seen[0].number)];
+    const [passed, sentPassed] = [
+      then.arrivalMs - seen[0].arrivalMs,
+      sent.get(then.number) - sent.get(seen[0].number),
+    ];
     assert.ok(Math.abs(passed - sentPassed) < 30, `${passed} ms later, sent ${sentPassed} ms later`);
   }
 });

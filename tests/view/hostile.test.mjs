@@ -25,7 +25,12 @@ const described = (...parents) => ({
 async function draws(content) {
   const pictures = await page.run(() => window.velmar.pictures);
   const index = await fake.show(content);
-  await page.until("the frame is drawn", (before, i) => window.velmar.pictures > before && window.velmar.frame.index === i, pictures, index);
+  await page.until(
+    "the frame is drawn",
+    (before, i) => window.velmar.pictures > before && window.velmar.frame.index === i,
+    pictures,
+    index,
+  );
 }
 
 test("a frame without content and one of a thousand bodies are drawn", async () => {
@@ -40,7 +45,14 @@ test("a frame without content and one of a thousand bodies are drawn", async () 
 
 test("positions that are no numbers are counted, and shown so when they are picked", async () => {
   fake.say(describing());
-  const content = { labelled: [[1, [0, 0, 1]], [2, [NaN, 0, 1]], [3, [0, Infinity, 1]]], bodies: [{ id: 7, position: [NaN, NaN, NaN] }] };
+  const content = {
+    labelled: [
+      [1, [0, 0, 1]],
+      [2, [NaN, 0, 1]],
+      [3, [0, Infinity, 1]],
+    ],
+    bodies: [{ id: 7, position: [NaN, NaN, NaN] }],
+  };
   await draws(content);
   await page.untilNotice(/\b3\b.*not (a )?numbers?/i);
   await page.run(() => window.velmar.pick("labelled", 2));
@@ -49,7 +61,10 @@ test("positions that are no numbers are counted, and shown so when they are pick
   const [middle] = await page.project([[0, 0, 1]]);
   await page.press("f");
   await draws(content);
-  assert.ok(middle.concat(...(await page.project([[0, 0, 1]]))).every(Number.isFinite), "the view stays where there are numbers");
+  assert.ok(
+    middle.concat(...(await page.project([[0, 0, 1]]))).every(Number.isFinite),
+    "the view stays where there are numbers",
+  );
   await page.press("f");
 });
 
@@ -62,13 +77,28 @@ for (const [what, list, bones, notice] of [
 ])
   test(`descriptions that lie: ${what}`, async () => {
     fake.say(describing(...list));
-    await draws({ skeletons: figure(bones), plates: [[[0, 0, 700], [0, 0, 0]]] });
+    await draws({
+      skeletons: figure(bones),
+      plates: [
+        [
+          [0, 0, 700],
+          [0, 0, 0],
+        ],
+      ],
+    });
     await page.untilNotice(notice);
     await draws({ skeletons: figure(bones) });
   });
 
 test("missing descriptions are told, and what labelled markers are is not guessed", async () => {
-  fake.say({ type: "descriptions", known: false, reason: "the server does not answer", server: null, list: [], labels: false });
+  fake.say({
+    type: "descriptions",
+    known: false,
+    reason: "the server does not answer",
+    server: null,
+    list: [],
+    labels: false,
+  });
   await draws({ labelled: [[1, [0, 0, 1]]], skeletons: figure(3) });
   await page.untilNotice(/the server does not answer/);
   await page.untilNotice(/label/i);
@@ -78,7 +108,16 @@ test("messages that are none are told, and frames go on", async () => {
   const cut = frameOf({ bodies: [{ id: 1, position: [0, 0, 0] }] });
   const lying = Buffer.from(cut);
   lying.writeUInt32LE(0xffffffff, 100); // rigid bodies
-  for (const message of ["{", "[]", '{"type":"nobody"}', Buffer.alloc(3), Buffer.alloc(200), cut.subarray(0, cut.length - 4), lying]) fake.say(message);
+  for (const message of [
+    "{",
+    "[]",
+    '{"type":"nobody"}',
+    Buffer.alloc(3),
+    Buffer.alloc(200),
+    cut.subarray(0, cut.length - 4),
+    lying,
+  ])
+    fake.say(message);
   await page.untilNotice(/frame of \d+ bytes/);
   await draws({ skeletons: figure(2) });
 });

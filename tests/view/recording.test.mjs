@@ -19,8 +19,13 @@ before(async () => {
 async function exported() {
   const folder = scratch("tables");
   await new Program("export", file, "--format", "csv", "-o", folder).ended();
-  const [head, ...lines] = readFileSync(`${folder}/skeleton_bones.csv`, "utf8").trim().split("\n").map((line) => line.split(","));
-  const columns = ["frame_number", "position_x_m", "position_y_m", "position_z_m"].map((name) => head.indexOf(name));
+  const [head, ...lines] = readFileSync(`${folder}/skeleton_bones.csv`, "utf8")
+    .trim()
+    .split("\n")
+    .map((line) => line.split(","));
+  const columns = ["frame_number", "position_x_m", "position_y_m", "position_z_m"].map((name) =>
+    head.indexOf(name),
+  );
   const frames = new Map();
   for (const line of lines) {
     const [number, ...position] = columns.map((column) => Number(line[column]));
@@ -34,14 +39,19 @@ test("a recording plays from start to end, and its values are those of the file"
   await page.streams();
   const first = await page.shown();
   assert.ok(first.index < kFrames / 2, `begins with frame ${first.index}`);
-  await page.until("it stops at its end", (end) => window.velmar.timeline.mode === "paused" && window.velmar.frame.index === end, kFrames - 1);
+  await page.until(
+    "it stops at its end",
+    (end) => window.velmar.timeline.mode === "paused" && window.velmar.frame.index === end,
+    kFrames - 1,
+  );
   assert.equal(bones.size, kFrames);
   const numbers = [...bones.keys()];
   for (const index of [0, 77, kFrames - 1]) {
     const { number, joints } = await page.hold(index);
     assert.equal(number, numbers[index]);
     for (const [i, joint] of joints.entries())
-      for (const axis of [0, 1, 2]) assert.ok(Math.abs(joint[axis] - bones.get(number)[i][axis]) < 1e-5, `bone ${i} of frame ${number}`);
+      for (const axis of [0, 1, 2])
+        assert.ok(Math.abs(joint[axis] - bones.get(number)[i][axis]) < 1e-5, `bone ${i} of frame ${number}`);
   }
   await page.press("Home", "Space");
   await page.until("it plays again", () => window.velmar.frame.index > 20);
@@ -56,6 +66,10 @@ test("a cut recording says so and shows what is whole", async () => {
   const page = await Page.open((await view(cut)).address);
   await page.streams();
   await page.untilNotice(/damaged|cut|left out/i);
-  await page.until("it ends before the whole", (end) => window.velmar.timeline.newest > end - 20 && window.velmar.timeline.newest < end, kFrames - 1);
+  await page.until(
+    "it ends before the whole",
+    (end) => window.velmar.timeline.newest > end - 20 && window.velmar.timeline.newest < end,
+    kFrames - 1,
+  );
   await page.close();
 });

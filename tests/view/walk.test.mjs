@@ -47,8 +47,12 @@ test("the figure is drawn where the frame says, and nowhere else", async () => {
     assert.ok(alone.length > 10, `${alone.length} joints to be looked at`);
     for (const place of alone) assert.ok(changedNear(...pictures, place) > 4, `nothing is drawn at ${place}`);
   }
-  const far = places.flat().map(([x, y]) => [x, y - 200]).filter((spot) => places.flat().every((joint) => distance(spot, joint) > 60));
-  for (const spot of far.filter(([, y]) => y > 60)) assert.equal(changedNear(...pictures, spot), 0, `something is drawn at ${spot}`);
+  const far = places
+    .flat()
+    .map(([x, y]) => [x, y - 200])
+    .filter((spot) => places.flat().every((joint) => distance(spot, joint) > 60));
+  for (const spot of far.filter(([, y]) => y > 60))
+    assert.equal(changedNear(...pictures, spot), 0, `something is drawn at ${spot}`);
 });
 
 test("a force stands under the standing foot, and is plotted", async () => {
@@ -56,14 +60,20 @@ test("a force stands under the standing foot, and is plotted", async () => {
   const plate = loaded.plates.findIndex(({ force }) => force[2] > 400);
   const { centre, force } = loaded.plates[plate];
   const feet = loaded.joints.filter((joint) => joint[2] < 0.15);
-  assert.ok(feet.some((foot) => distance(foot.slice(0, 2), centre.slice(0, 2)) < 0.2), `a foot near ${centre}`);
+  assert.ok(
+    feet.some((foot) => distance(foot.slice(0, 2), centre.slice(0, 2)) < 0.2),
+    `a foot near ${centre}`,
+  );
   const middle = centre.map((value, i) => value + force[i] / 2000); // of an arrow of a metre for each kN
   const [onArrow] = await page.project([middle]);
   const withForce = await page.picture();
   await page.hold(past);
   assert.ok(changedNear(await page.picture(), withForce, onArrow) > 2, "an arrow is drawn");
   const { ms, values } = await page.run((name) => window.velmar.plotValues(name), `force ${plate + 1}`);
-  const at = ms.reduce((best, time, i) => (Math.abs(time - loaded.arrivalMs) < Math.abs(ms[best] - loaded.arrivalMs) ? i : best), 0);
+  const at = ms.reduce(
+    (best, time, i) => (Math.abs(time - loaded.arrivalMs) < Math.abs(ms[best] - loaded.arrivalMs) ? i : best),
+    0,
+  );
   assert.ok(Math.abs(values[at] - force[2]) < 1, `${values[at]} N is plotted, ${force[2]} N came`);
 });
 
@@ -76,19 +86,29 @@ test("what is clicked at is picked, told and plotted", async () => {
   const at = ["x", "y", "z"].map((name) => picked.values[name]);
   assert.ok(distance(at, head) < 0.05, `picked at ${at}, clicked at ${head}`);
   const told = new RegExp(head[2].toFixed(4));
-  await waitFor("its height is told", async () => told.test(await page.run(() => document.querySelector("#picked").innerText)));
+  await waitFor("its height is told", async () =>
+    told.test(await page.run(() => document.querySelector("#picked").innerText)),
+  );
   await page.live();
   await page.until("frames go on", (index) => window.velmar.frame.index > index + 100, loaded.index);
   const shown = await page.stop();
   const z = await page.run(() => window.velmar.plotValues("picked z"));
   const marker = shown.labelled.reduce((top, each) => (each[2] > top[2] ? each : top));
-  assert.ok(z.values.some((value) => Math.abs(value - marker[2]) < 1e-4), "the height of now is plotted");
+  assert.ok(
+    z.values.some((value) => Math.abs(value - marker[2]) < 1e-4),
+    "the height of now is plotted",
+  );
 });
 
 test("keys look from the front, the side and above, and follow", async () => {
   // Where x, y and z point on the page, to the right and up.
   const pointing = async () => {
-    const [origin, ...ends] = await page.project([[0, 0, 0], [1, 0, 0], [0, 1, 0], [0, 0, 1]]);
+    const [origin, ...ends] = await page.project([
+      [0, 0, 0],
+      [1, 0, 0],
+      [0, 1, 0],
+      [0, 0, 1],
+    ]);
     if (!origin || ends.includes(null)) return null; // behind the camera
     return ends.map((end) => [end[0] - origin[0], origin[1] - end[1]]);
   };
@@ -111,7 +131,9 @@ test("keys look from the front, the side and above, and follow", async () => {
   await waitFor("the figure is in the middle", async () => {
     const [[x, y]] = await page.project([(await page.shown()).joints[0]]);
     const box = await page.run(() => document.querySelector("#view").getBoundingClientRect().toJSON());
-    return Math.abs(x - box.x - box.width / 2) < box.width / 10 && Math.abs(y - box.y - box.height / 2) < box.height / 4;
+    return (
+      Math.abs(x - box.x - box.width / 2) < box.width / 10 && Math.abs(y - box.y - box.height / 2) < box.height / 4
+    );
   });
   await page.press("f");
 });

@@ -30,7 +30,9 @@ function readShown() {
   const f = window.velmar.frame;
   if (!f) return null;
   const rows = (s, words) =>
-    Array.from({ length: s.count }, (_, i) => Array.from(f.floats.subarray(s.at + i * words, s.at + (i + 1) * words)));
+    Array.from({ length: s.count }, (_, i) =>
+      Array.from(f.floats.subarray(s.at + i * words, s.at + (i + 1) * words)),
+    );
   return {
     index: f.index,
     number: f.number,
@@ -103,7 +105,11 @@ export class Page {
   async live() {
     await this.press("End");
     const now = await this.run(() => window.velmar.timeline.newest);
-    await this.until("it is live", (i) => window.velmar.timeline.mode === "live" && window.velmar.frame?.index > i, now);
+    await this.until(
+      "it is live",
+      (i) => window.velmar.timeline.mode === "live" && window.velmar.frame?.index > i,
+      now,
+    );
   }
 
   /** Holds what is shown, which is given back. */
@@ -115,7 +121,11 @@ export class Page {
 
   /** Holds the frame of this place. */
   async hold(index) {
-    await this.until("the slider reaches so far", (i) => Number(document.querySelector("#timeline").max) >= i, index);
+    await this.until(
+      "the slider reaches so far",
+      (i) => Number(document.querySelector("#timeline").max) >= i,
+      index,
+    );
     await this.run((i) => {
       const line = document.querySelector("#timeline");
       line.value = String(i);

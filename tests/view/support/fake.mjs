@@ -9,14 +9,28 @@ const word = (write) => (value) => {
   return bytes;
 };
 const [u32, i32, f32, f64] = ["writeUInt32LE", "writeInt32LE", "writeFloatLE", "writeDoubleLE"].map(word);
-const body = ({ id, position, orientation = [0, 0, 0, 1] }) =>
-  [i32(id), ...[...position, ...orientation, 0].map(f32), u32(1)];
+const body = ({ id, position, orientation = [0, 0, 0, 1] }) => [
+  i32(id),
+  ...[...position, ...orientation, 0].map(f32),
+  u32(1),
+];
 
 /** A frame as it goes to the page. Labelled markers are [id, [x, y, z]]; skeletons {id, bones}; bodies and bones
  * {id, position}; forces [force, centre]. */
-export function frameOf({ index = 0, number = 1, plates = [], sets = [], others = [], labelled = [], bodies = [], skeletons = [] }) {
+export function frameOf({
+  index = 0,
+  number = 1,
+  plates = [],
+  sets = [],
+  others = [],
+  labelled = [],
+  bodies = [],
+  skeletons = [],
+}) {
   const bones = skeletons.flatMap((skeleton) => skeleton.bones);
-  const counts = [plates, [], sets, sets.flat(), others, labelled, bodies, skeletons, bones].map((list) => list.length);
+  const counts = [plates, [], sets, sets.flat(), others, labelled, bodies, skeletons, bones].map(
+    (list) => list.length,
+  );
   return Buffer.concat([
     ...[u32(0x31524656), u32(0), f64(performance.now()), f64(0), f64(index)],
     ...[f64(index), f64(Date.now()), f64(performance.now()), f32(0.1), i32(number), u32(0), u32(0), u32(0)],
@@ -31,7 +45,13 @@ export function frameOf({ index = 0, number = 1, plates = [], sets = [], others 
   ]);
 }
 
-export const hello = { type: "hello", version: "velmar 0.0.0.0", source: { kind: "server", name: "fake" }, unit: "m", historySeconds: 60 };
+export const hello = {
+  type: "hello",
+  version: "velmar 0.0.0.0",
+  source: { kind: "server", name: "fake" },
+  unit: "m",
+  historySeconds: 60,
+};
 export const streaming = { type: "status", state: "streaming", text: "fake", notices: [] };
 export const describing = (...list) => ({ type: "descriptions", known: true, server: null, list, labels: true });
 
@@ -58,7 +78,8 @@ export class FakeProgram {
     socket.on("message", (text) => {
       const message = JSON.parse(text);
       if (message.type === "taken") socket.ready = true;
-      if (message.type === "ping") socket.send(JSON.stringify({ type: "pong", id: message.id, clock_ms: performance.now() }));
+      if (message.type === "ping")
+        socket.send(JSON.stringify({ type: "pong", id: message.id, clock_ms: performance.now() }));
     });
     socket.send(JSON.stringify(hello));
   }
@@ -72,7 +93,8 @@ export class FakeProgram {
   /** Sends a frame once the pages have taken the one before; ends when they have taken this one. Its place. */
   async show(content) {
     const index = this.#index++;
-    const all = (what) => waitFor(what, () => this.#sockets.size > 0 && [...this.#sockets].every((socket) => socket.ready));
+    const all = (what) =>
+      waitFor(what, () => this.#sockets.size > 0 && [...this.#sockets].every((socket) => socket.ready));
     await all("the page is there");
     for (const socket of this.#sockets) socket.ready = false;
     this.say(frameOf({ ...content, index, number: index + 1 }));

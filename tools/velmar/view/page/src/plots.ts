@@ -110,7 +110,7 @@ class Plot {
     if (wanted === this.#made || this.#place.clientWidth === 0) return;
     this.#made = wanted;
     this.#chart?.destroy();
-    this.element.classList.toggle("many", stacked || labels.length > 4);
+    this.element.classList.toggle("many", stacked || labels.length > 2);
     this.#title.textContent = unit ? `${title} (${unit})` : title;
     const options = optionsOf(this.#board, labels, stacked, () => this.#rows);
     options.width = this.#place.clientWidth;
