@@ -15,6 +15,7 @@ namespace {
 constexpr double kNsPerMs = 1e6;
 constexpr std::size_t kMarkerSize = sizeof(sTriple);
 constexpr std::size_t kBodySize = 40;
+constexpr std::size_t kSkeletonSize = 8;
 
 struct Counts {
     std::uint32_t plates, analog, sets, setMarkers, otherMarkers, labeledMarkers, rigidBodies, skeletons, bones;
@@ -23,7 +24,7 @@ struct Counts {
         return kFrameBodyHeaderSize + plates * sizeof(sForcePlateSample) + analog * sizeof(float) +
                sets * sizeof(std::uint32_t) + (setMarkers + otherMarkers) * kMarkerSize +
                labeledMarkers * sizeof(sLabeledMarkerSample) + (rigidBodies + bones) * kBodySize +
-               skeletons * 2 * sizeof(std::uint32_t);
+               skeletons * kSkeletonSize;
     }
 };
 static_assert(sizeof(Counts) == 9 * sizeof(std::uint32_t), "goes into the message as it stands");
