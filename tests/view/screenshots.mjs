@@ -37,7 +37,7 @@ test("a recording, light: held, with something picked", async () => {
   const page = await Page.open((await view(file)).address, { scheme: "light" });
   await page.streams();
   await page.run(() => window.velmar.pick("labelled", 9)); // a hand
-  await page.press("t", "e", "e");
+  await page.press("t", "f", "e", "e");
   await page.until("most of it has been played", () => window.velmar.timeline.index > 700);
   await page.stop();
   await save(page, "view-recording.png");
