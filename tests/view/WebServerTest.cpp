@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <ctime>
 #include <functional>
@@ -28,15 +29,15 @@
 using namespace std::chrono_literals;
 
 // Instead of the system's: sanitizers need descriptors themselves.
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
 std::atomic<bool> noDescriptors{false};
-extern "C" int __real_accept(int listening, sockaddr* address,
-                             socklen_t* size); // NOLINT(bugprone-reserved-identifier)
-extern "C" int __wrap_accept(int listening, sockaddr* address,
-                             socklen_t* size) { // NOLINT(bugprone-reserved-identifier)
+extern "C" int __real_accept(int listening, sockaddr* address, socklen_t* size);
+extern "C" int __wrap_accept(int listening, sockaddr* address, socklen_t* size) {
     if (!noDescriptors) return __real_accept(listening, address, size);
     errno = EMFILE;
     return -1;
 }
+// NOLINTEND(bugprone-reserved-identifier)
 
 // One connection to a port of this machine. What it reads comes within ten seconds, or is empty.
 class Peer {
