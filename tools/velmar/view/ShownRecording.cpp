@@ -17,6 +17,7 @@ using Topic = StateBoard::Topic;
 
 ShownRecording::ShownRecording(const std::string& path, StateBoard& board) : m_board(board), m_name(path) {
     const Recording recording = Survey(path);
+    if (!recording.damage.empty()) m_notices.push_back(recording.damage);
     const RecordedDescriptions descriptions(recording);
     Keep(path, descriptions.list.get());
     if (StopSignal::Arrived()) throw std::runtime_error("stopped before the end of " + path);
@@ -25,7 +26,7 @@ ShownRecording::ShownRecording(const std::string& path, StateBoard& board) : m_b
                     DescriptionsMessage(descriptions.server, descriptions.list.get(),
                                         recording.descriptions ? "the recorded descriptions cannot be decoded"
                                                                : "the recording holds no descriptions"));
-    m_board.Publish(Topic::kStatus, StatusMessage("recording", Summary(), Notices(recording.damage)));
+    m_board.Publish(Topic::kStatus, StatusMessage("recording", Summary(), m_notices));
     PublishStatistics(0);
 }
 
@@ -40,7 +41,9 @@ void ShownRecording::Keep(const std::string& path, const sDataDescriptions* desc
         names.Follow(*item->frame);
         m_frames.Add(*EncodeFrame(*item->frame, item->plates, stamp), stamp.arrivalMs);
     }
-    m_undecodable = frames.Undecodable();
+    if (frames.Undecodable() > 0)
+        m_notices.push_back(
+            fmt::format("{} could not be decoded", Counted(frames.Undecodable(), "recorded frame")));
 }
 
 // Numbers that are missing before this one. Why, a recording does not tell: nothing of them is in it.
@@ -50,14 +53,6 @@ void ShownRecording::Follow(int number, double ms) {
     if (missing <= 0) return;
     m_missing += missing;
     m_board.Append(StateBoard::List::kLosses, LossMark(ms, 0, 0, 0, static_cast<std::uint64_t>(missing)));
-}
-
-std::vector<std::string> ShownRecording::Notices(const std::string& damage) const {
-    std::vector<std::string> notices;
-    if (!damage.empty()) notices.push_back(damage);
-    if (m_undecodable > 0)
-        notices.push_back(fmt::format("{} could not be decoded", Counted(m_undecodable, "recorded frame")));
-    return notices;
 }
 
 std::string ShownRecording::Summary() const {

@@ -16,7 +16,8 @@ public:
     ShownRecording(const std::string& path, StateBoard& board);
 
     const FrameHistory& History() const { return m_frames; }
-    std::string Summary() const; // "12 frames in 1.5 s"
+    std::string Summary() const;                                          // "12 frames in 1.5 s"
+    const std::vector<std::string>& Notices() const { return m_notices; } // what is wrong with the file
 
     // For pages that look on: how many, and what the recording holds.
     void PublishStatistics(std::size_t pages);
@@ -24,14 +25,13 @@ public:
 private:
     void Keep(const std::string& path, const sDataDescriptions* descriptions);
     void Follow(int number, double ms);
-    std::vector<std::string> Notices(const std::string& damage) const;
 
     StateBoard& m_board;
     StoredFrames m_frames;
     std::string m_name;
     int m_latest = 0; // number
     long long m_missing = 0;
-    long long m_undecodable = 0;
+    std::vector<std::string> m_notices;
 };
 
 #endif

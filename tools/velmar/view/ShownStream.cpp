@@ -59,7 +59,6 @@ ShownStream::ShownStream(const Options& options, StateBoard& board)
         Quorin_CloseFeed(m_feed);
         throw std::runtime_error("the system has no descriptor left for the stream");
     }
-    m_connector = std::make_unique<Connector>(m_client, m_server, board);
 }
 
 ShownStream::~ShownStream() {

@@ -36,11 +36,14 @@ public:
     };
 
     // Throws UsageError for an interface that this machine does not have, and std::runtime_error when memory or
-    // descriptors ran out. Connects on a thread of its own.
+    // descriptors ran out.
     ShownStream(const Options& options, StateBoard& board);
     ~ShownStream();
     ShownStream(const ShownStream&) = delete;
     ShownStream& operator=(const ShownStream&) = delete;
+
+    // Connects, on a thread of its own.
+    void Start() { m_connector = std::make_unique<Connector>(m_client, m_server, m_board); }
 
     const FrameHistory& History() const { return m_frames; }
 
@@ -48,10 +51,10 @@ public:
     int Descriptor() const { return m_descriptor; }
 
     // Takes waiting frames into the history, so many at most that pages are served in between.
-    void TakeFrames();
+    void TakeFrames(); // started
 
     // To be called every tenth of a second: marks what was lost, and tells where the stream stands.
-    void Tick(std::size_t pages);
+    void Tick(std::size_t pages); // started
 
     // Whether an attempt to connect is on its way, which only its end ends, after some seconds.
     bool EndsLate() const { return m_connector->IsTrying(); }

@@ -110,6 +110,7 @@ void ViewStream(const Options& options, StateBoard& board) {
         server.FramesCame();
     });
     server.Every(std::chrono::milliseconds(100), [&] { stream.Tick(server.Pages()); });
+    stream.Start(); // behind all that may be refused: an attempt to connect takes its time
     Serve(server, options, served);
     if (!stream.EndsLate()) return;
     std::fflush(stdout);
@@ -120,6 +121,7 @@ void ViewRecording(const Options& options, StateBoard& board) {
     if (options.interface) throw UsageError("--interface: only with a server");
     ShownRecording recording(options.source, board);
     fmt::print("{}: {}\n", options.source, recording.Summary());
+    for (const std::string& notice : recording.Notices()) fmt::print(stderr, "{}\n", notice);
     const WebServer::Options served = ServerOptions(options, false);
     WebServer server(served, board, recording.History());
     server.Every(std::chrono::milliseconds(500), [&] { recording.PublishStatistics(server.Pages()); });
