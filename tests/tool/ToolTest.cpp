@@ -56,6 +56,12 @@ TEST(Tool, NamesTheMistakeInOneLine) {
              {"watch 127.0.0.1 --interface eth9",
               "--interface: takes the name or the IPv4 address of an interface"},
              {"send 127.0.0.1", "TEXT"},
+#ifdef VELMAR_WITH_VIEW
+             {"view", "SERVER|FILE"},
+             {"view 127.0.0.1 --listen rubbish", "--listen: takes an IPv4 address of this machine, not 'rubbish'"},
+             {"view 127.0.0.1 --interface eth9", "--interface: takes the name or the IPv4 address"},
+             {"view 127.0.0.1 --history 0", "--history: takes a number from 1 to 3600"},
+#endif
          }) {
         SCOPED_TRACE(row.commandLine);
         const std::string text = Output(row.commandLine, 2);
