@@ -116,9 +116,9 @@ TEST(ViewHistory, TheOldestFramesGoByAgeAndBySize) {
 
 TEST(ViewHistory, ARecordingIsKeptWhole) {
     StoredFrames frames;
-    for (unsigned char i = 0; i < 200; ++i) frames.Add(std::vector<unsigned char>(i, i), i * 10.0);
+    for (unsigned char i = 0; i < 200; ++i) frames.Add(std::vector<unsigned char>(i + 1, i), i * 10.0);
     for (const std::uint64_t place : {0U, 1U, 199U, 7U}) {
-        EXPECT_EQ(*frames.At(place), *Sized(place, static_cast<unsigned char>(place)));
+        EXPECT_EQ(*frames.At(place), *Sized(place + 1, static_cast<unsigned char>(place)));
         EXPECT_EQ(frames.PlaceAt(static_cast<double>(place) * 10 + 9), place);
     }
     frames.Add({1, 2, 3}, 2000); // and read while it grows
