@@ -2,18 +2,17 @@
 //
 // window.velmar is the App. What is documented here as for scripts stays by its name: tests and measurements use it.
 import { Connection } from "./connection";
+import { bindingsOf, type Controlled } from "./controls";
 import { Delays } from "./delays";
 import { Described } from "./described";
 import { byId, setText } from "./dom";
 import { kGroups, kKinds, type Kind, positionAt, valueNames } from "./items";
-import { type Binding, fillHelp, listen } from "./keys";
+import { fillHelp, listen } from "./keys";
 import { Losses } from "./losses";
 import { frameNotices, showLog, showNotices, showPicked, showStatus, showTimeline } from "./panel";
 import { Picking } from "./picking";
-import { type Content, Plots } from "./plots";
+import { Plots } from "./plots";
 import {
-  kPlate,
-  kWords,
   type Descriptions,
   type Frame,
   type Hello,
@@ -22,15 +21,14 @@ import {
   type Statistics,
   type Status,
 } from "./protocol";
+import { Samples } from "./samples";
 import { Scene } from "./scene";
-import { Series } from "./series";
 import { Bounds, boundsOf, middleOf, undrawable } from "./space";
 import { Strip } from "./strip";
 import "./style.css";
 import { currentTheme, Lighting, type Theme } from "./theme";
 import { Timeline } from "./timeline";
 
-const kMostPlates = 8;
 const kWordsEveryMs = 100; // what is in words changes no faster than one can read
 const kClickPixels = 4; // a pointer that moved farther has turned the picture
 const kUnitsPerMetre: Readonly<Record<string, number>> = {
@@ -72,15 +70,12 @@ class App {
   readonly #picking = new Picking();
   readonly #losses = new Losses();
   readonly #delays = new Delays();
-  readonly #forces = new Series(kMostPlates);
-  readonly #intervals = new Series(1, "largest");
-  readonly #added = new Series(1, "largest"); // from the library to this page, milliseconds
+  readonly #samples = new Samples(this.#picking, this.#losses);
   #theme: Theme = currentTheme();
   #described = new Described(null, 1);
   #drawn: Frame | null = null;
   #isNew = false; // whether the frame that is shown has not been drawn yet
   #skipped = 0;
-  #latest: Frame | null = null; // that was received live
   #wordsMs = -Infinity;
   #wakeForWords = 0;
   #picture = 0;
@@ -157,33 +152,12 @@ class App {
   /** For scripts: times and values of "force 1" and so on, "interval", "added" (delay from the library to this page,
    * milliseconds), "lost" (of each second), and of what is picked "picked x", "picked qw", "picked residual" ... */
   plotValues(name: string): { ms: number[]; values: number[] } {
-    if (name === "lost") {
-      const { ms, counts } = this.#losses.bins();
-      return { ms, values: ms.map((_, i) => Object.values(counts).reduce((sum, of) => sum + of[i], 0)) };
-    }
-    const [series, column] = this.#seriesOf(name);
-    const rows =
-      series && column >= 0 && column < series.columns
-        ? Array.from({ length: series.count }, (_, row) => row)
-        : [];
-    return {
-      ms: rows.map((row) => series?.msAt(row) ?? NaN),
-      values: rows.map((row) => series?.valueAt(row, column) ?? NaN),
-    };
+    return this.#samples.values(name);
   }
 
   /** For scripts: what is to be added to performance.now() to get the program's clock; null when not yet known. */
   get clockOffsetMs(): number | null {
     return this.#connection.clockOffsetMs;
-  }
-
-  #seriesOf(name: string): [Series | null, number] {
-    const [what, which = ""] = name.split(" ");
-    if (what === "force") return [this.#forces, Number(which) - 1];
-    if (what === "interval") return [this.#intervals, 0];
-    if (what === "added") return [this.#added, 0];
-    const kind = this.#picking.pick?.kind;
-    return what === "picked" && kind ? [this.#picking.series, valueNames(kind).indexOf(which)] : [null, -1];
   }
 
   get #unit(): string {
@@ -197,7 +171,7 @@ class App {
 
   #opened(): void {
     this.#retrying = false;
-    this.#latest = null;
+    this.#samples.interrupt();
     this.#invalidate();
   }
 
@@ -266,7 +240,7 @@ class App {
     this.#isNew = true;
     this.#fault = "";
     if (this.timeline.mode === "live") this.#measure(frame, receivedMs);
-    this.#sample(frame);
+    this.#samples.take(frame);
     this.#plots.follow(frame.arrivalMs, this.timeline.mode === "live");
     this.#invalidate();
   }
@@ -275,19 +249,7 @@ class App {
     const offsetMs = this.#connection.clockOffsetMs;
     if (frame.deliveredMs <= 0) return;
     this.#delays.came(frame.kernelMs, frame.sentMs - frame.deliveredMs);
-    if (offsetMs !== null) this.#added.add(frame.arrivalMs, [receivedMs + offsetMs - frame.deliveredMs]);
-  }
-
-  #sample(frame: Frame): void {
-    const before = this.#latest;
-    this.#latest = frame;
-    if (before && frame.index > before.index)
-      this.#intervals.add(frame.arrivalMs, [(frame.arrivalMs - before.arrivalMs) / (frame.index - before.index)]);
-    const vertical = Array.from({ length: kMostPlates }, (_, plate) =>
-      plate < frame.plates.count ? frame.floats[frame.plates.at + plate * kWords.plate + kPlate.force + 2] : NaN,
-    );
-    if (frame.plates.count > 0) this.#forces.add(frame.arrivalMs, vertical);
-    this.#picking.sample(frame);
+    if (offsetMs !== null) this.#samples.takeDelay(frame, receivedMs + offsetMs - frame.deliveredMs);
   }
 
   // --- what is seen ---
@@ -309,7 +271,10 @@ class App {
     if (this.#isPictureOld) this.#drawPicture();
     if (nowMs - this.#wordsMs >= kWordsEveryMs) this.#write(nowMs);
     else this.#wakeForWords ||= window.setTimeout(() => this.#wake(), kWordsEveryMs);
-    this.#plots.draw(() => this.#contents());
+    this.#plots.draw(() => {
+      const showsLosses = !this.timeline.recording || this.#losses.marks.length > 0;
+      return this.#samples.contents(this.#drawn?.plates.count ?? 0, this.#plotted, showsLosses);
+    });
     if (plays) this.#wake();
   }
 
@@ -377,42 +342,6 @@ class App {
     this.#strip.draw(this.#losses, this.#theme);
     setText(byId("plot-window"), `${this.#plots.windowMs / 1000} s`);
     byId("plot-hold").setAttribute("aria-pressed", String(this.#plots.held));
-  }
-
-  #contents(): Map<string, Content | Losses | null> {
-    const plates = this.#drawn?.plates.count ?? 0;
-    const forces = Array.from({ length: Math.min(plates, kMostPlates) }, (_, i) => ({
-      label: `${i + 1}`,
-      column: i,
-    }));
-    return new Map<string, Content | Losses | null>([
-      [
-        "force",
-        forces.length > 0 ? { title: "Vertical force", unit: "N", lines: forces, series: this.#forces } : null,
-      ],
-      ["picked", this.#pickedContent()],
-      [
-        "interval",
-        {
-          title: "Arrival interval",
-          unit: "ms",
-          lines: [{ label: "interval", column: 0 }],
-          series: this.#intervals,
-        },
-      ],
-      ["lost", this.timeline.recording && this.#losses.marks.length === 0 ? null : this.#losses],
-    ]);
-  }
-
-  #pickedContent(): Content | null {
-    const { pick, series } = this.#picking;
-    if (!pick || !series) return null;
-    const names = valueNames(pick.kind);
-    const group =
-      kGroups.find(([name, values]) => name === this.#plotted && values.every((value) => names.includes(value))) ??
-      kGroups[0];
-    const lines = group[1].map((label) => ({ label, column: names.indexOf(label) }));
-    return { title: `Picked: ${group[0]}`, unit: "", lines, series };
   }
 
   #paint(): void {
@@ -485,7 +414,7 @@ class App {
   }
 
   #listen(): void {
-    const bindings = this.#bindings();
+    const bindings = bindingsOf(this.#controlled());
     listen(bindings);
     fillHelp(bindings);
     const acts = new Map(bindings.flatMap(({ keys, act }) => keys.map((key) => [key, act] as const)));
@@ -513,50 +442,27 @@ class App {
     });
   }
 
-  #bindings(): Binding[] {
-    const { timeline } = this;
-    const { camera } = this.#scene;
-    const key = (keys: string[], shown: string, does: string, act: () => void): Binding => {
-      return { keys, shown, does, act: () => (act(), (this.#wordsMs = -Infinity), this.#invalidate()) };
+  #controlled(): Controlled {
+    return {
+      timeline: this.timeline,
+      camera: this.#scene.camera,
+      plots: this.#plots,
+      fit: (side) => this.#fit(side),
+      toggle: (button, what) => this.#toggle(button, what),
+      pickNext: (by) => this.#next(by),
+      pickNothing: () => {
+        this.#picking.set(null);
+        this.#pickedAnother();
+      },
+      plotNext: () => this.#plotNext(),
+      light: () => this.#lighting.toggle(),
+      fold: (part, button) => this.#fold(part, button),
+      help: () => this.#help(),
+      done: () => {
+        this.#wordsMs = -Infinity;
+        this.#invalidate();
+      },
     };
-    return [
-      key([" "], "space", "pause, go on", () => timeline.pauseOrGo()),
-      key(["ArrowLeft"], "←", "a frame back", () => timeline.step(-1)),
-      key(["ArrowRight"], "→", "a frame on", () => timeline.step(1)),
-      key(["Shift+ArrowLeft"], "shift ←", "a second back", () => timeline.seconds(-1)),
-      key(["Shift+ArrowRight"], "shift →", "a second on", () => timeline.seconds(1)),
-      key(["Home"], "Home", "oldest frame", () => timeline.first()),
-      key(["l", "End"], "l, End", "newest frame, live", () => timeline.live()),
-      key(["-", "_"], "−", "slower", () => timeline.slower()),
-      key(["+", "="], "+", "faster", () => timeline.faster()),
-      key(["1"], "1", "front", () => this.#fit("front")),
-      key(["2"], "2", "side", () => this.#fit("side")),
-      key(["3"], "3", "top", () => this.#fit("top")),
-      key(["0"], "0", "show all", () => this.#fit()),
-      key(["f"], "f", "follow the figure, or what is picked", () => this.#toggle("follow", "follow")),
-      key(["a"], "a d w s", "turn", () => camera.orbit(-0.1, 0)),
-      key(["d"], "", "", () => camera.orbit(0.1, 0)),
-      key(["w"], "", "", () => camera.orbit(0, 0.1)),
-      key(["s"], "", "", () => camera.orbit(0, -0.1)),
-      key(["A"], "shift a d w s", "move", () => camera.pan(-0.05, 0)),
-      key(["D"], "", "", () => camera.pan(0.05, 0)),
-      key(["W"], "", "", () => camera.pan(0, 0.05)),
-      key(["S"], "", "", () => camera.pan(0, -0.05)),
-      key(["e"], "e, q", "nearer, farther", () => camera.zoom(1 / 1.15)),
-      key(["q"], "", "", () => camera.zoom(1.15)),
-      key(["n"], "n", "pick the next", () => this.#next(1)),
-      key(["p"], "p", "pick the one before", () => this.#next(-1)),
-      key(["x"], "x", "pick nothing", () => (this.#picking.set(null), this.#pickedAnother())),
-      key(["t"], "t", "trail of what is picked", () => this.#toggle("trails", "trail")),
-      key(["v"], "v", "plot its next value", () => this.#plotNext()),
-      key(["k"], "k", "hold the plots", () => this.#plots.hold()),
-      key(["["], "[", "plot a shorter time", () => this.#plots.widen(-1)),
-      key(["]"], "]", "plot a longer time", () => this.#plots.widen(1)),
-      key(["m"], "m", "light or dark", () => this.#lighting.toggle()),
-      key(["i"], "i", "values and plots", () => this.#fold("panel", "panel-toggle")),
-      key(["g"], "g", "log", () => this.#fold("log", "log-toggle")),
-      key(["h", "?"], "h, ?", "this help", () => this.#help()),
-    ];
   }
 }
 
