@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Measures the library beside what no implementation can avoid, in one run and in turn, and prints one table of
 # medians. Usage: scripts/bench.sh [--json FILE] [--quick]; the file gets the value of every repetition.
-# With --view it measures velmar view instead, with a browser: scripts/bench.sh --view [--seconds N] [--json FILE]
-# [--only delay|processor|page|long] [--each SECONDS]; so
-# long a stage at 1 kHz is shown, 600 if not said.
+# With --view it measures velmar view instead, with a browser: scripts/bench.sh --view [--seconds N] [--each N]
+# [--only delay|processor|page|long] [--json FILE]; --seconds is how long a stage is shown at 1 kHz, 600 if not said,
+# --each how long everything else.
 # The parts run on the last processor. In the stream, the sender and the answering thread are pinned to the first
 # one; whoever receives is on the last, because a client is started from a thread that is pinned there and its
 # receive threads inherit that.

@@ -1,12 +1,16 @@
 // Frames as they go to pages, and what is kept of them.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <optional>
+#include <string>
 
 #include "view/FrameMessage.h"
 #include "view/LossMarks.h"
+#include "view/PageLog.h"
 #include "view/PageProtocol.h"
 #include "view/RecentFrames.h"
 #include "view/StateMessages.h"
@@ -160,4 +164,16 @@ TEST(ViewState, NamesOfSetsAreToldWhenTheyChange) {
     EXPECT_EQ(told(), "nothing");
     frame->markerSetCount = 1;
     EXPECT_NE(told(), "nothing");
+}
+
+TEST(ViewState, OfAFloodOfLinesTheFirstAreToldAndTheOthersCounted) {
+    StateBoard board;
+    StateBoard::Progress page;
+    PageLog log(board);
+    for (int i = 0; i < 50; ++i) log.Add(3, "lost\n");
+    const std::string first = board.Next(page).value_or("");
+    EXPECT_EQ(std::ranges::count(first, '{'), 1 + 20) << first;
+    std::optional<std::string> rest;
+    for (const double end = NowMs() + 10'000; !rest && NowMs() < end; rest = board.Next(page)) log.Settle();
+    EXPECT_EQ(rest, R"x({"type":"log","anew":false,"lines":[{"level":2,"text":"(30 more lines)"}]})x");
 }

@@ -71,9 +71,10 @@ test("a server that goes and comes back shows, and passes", async () => {
   const { number } = await page.shown();
   await server.end();
   await says(/no frame for \d+ s/);
-  server = await simulate("--rate", "100");
+  server = await simulate("--rate", "100", "--server-version", "9.8.7.6");
   await page.until("frames of the new server", (before) => window.velmar.frame.number < before, number);
   await waitFor("nothing is wrong any more", async () => !/no frame for/.test(await page.text()));
+  await says(/9\.8\.7\.6/); // it has been asked anew
   await page.close();
   await Promise.all([shown.end(), server.end()]);
 });

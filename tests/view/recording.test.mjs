@@ -73,3 +73,20 @@ test("a cut recording says so and shows what is whole", async () => {
   );
   await page.close();
 });
+
+test("every number that a recording lacks is in a mark, however many gaps there are", async () => {
+  const gappy = scratch("gappy.pcap");
+  const server = await simulate("--rate", "1000", "--skip", "0.7");
+  await new Program("record", "127.0.0.1", "-o", gappy, "--frames", "1500").ended();
+  await server.end();
+  const page = await Page.open((await view(gappy)).address);
+  await page.streams();
+  const missing = await page.tab.evaluate(() => window.velmar.status.statistics.lost.never_seen);
+  assert.ok(missing > 900, `${missing} are missing`);
+  await page.until(
+    "all are marked",
+    (all) => window.velmar.plotValues("lost").values.reduce((sum, of) => sum + of, 0) === all,
+    missing,
+  );
+  await page.close();
+});

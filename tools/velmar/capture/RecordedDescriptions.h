@@ -2,20 +2,15 @@
 #ifndef VELMAR_CAPTURE_RECORDED_DESCRIPTIONS_H
 #define VELMAR_CAPTURE_RECORDED_DESCRIPTIONS_H
 
-#include <memory>
-
+#include "OwnedDescriptions.h"
 #include "TarvoSDKClient.h"
 #include "capture/Recording.h"
 
 struct RecordedDescriptions {
     explicit RecordedDescriptions(const Recording& recording);
 
-    struct Release {
-        void operator()(sDataDescriptions* owned) const { Quorin_FreeDescriptions(owned); }
-    };
-
-    sServerDescription server{};                      // zero when there is none
-    std::unique_ptr<sDataDescriptions, Release> list; // null when there is none, or an unusable one
+    sServerDescription server{}; // zero when there is none
+    OwnedDescriptions list;      // null when there is none, or an unusable one
 };
 
 #endif

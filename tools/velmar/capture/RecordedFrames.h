@@ -5,6 +5,7 @@
 #include <chrono>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "TarvoSDKClient.h"
 #include "capture/CaptureFile.h"

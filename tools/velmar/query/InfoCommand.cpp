@@ -6,6 +6,7 @@
 
 #include "Client.h"
 #include "Commands.h"
+#include "OwnedDescriptions.h"
 #include "query/DescribeAsJson.h"
 
 namespace {
@@ -14,10 +15,6 @@ struct Options {
     std::string server;
     bool json = false;
     bool verbose = false;
-};
-
-struct ListRelease {
-    void operator()(sDataDescriptions* list) const { Quorin_FreeDescriptions(list); }
 };
 
 int Run(const Options& options) {
@@ -29,7 +26,7 @@ int Run(const Options& options) {
     sDataDescriptions* list = nullptr;
     if (client->GetDataDescriptions(&list) != 0)
         throw std::runtime_error(options.server + " does not answer the request for its data descriptions");
-    const std::unique_ptr<sDataDescriptions, ListRelease> owner(list);
+    const OwnedDescriptions owner(list);
     if (list == nullptr)
         throw std::runtime_error("the data descriptions of " + options.server + " cannot be decoded");
     const FloatJson document = DescribeAsJson(server, *list);

@@ -4,10 +4,8 @@
 
 #include <stdexcept>
 
-#include "Routes.h"
-#include "capture/RecordedDescriptions.h"
+#include "OwnedDescriptions.h"
 #include "view/StateMessages.h"
-#include "wire/Addresses.h"
 
 using namespace std::chrono_literals;
 using Topic = StateBoard::Topic;
@@ -88,7 +86,7 @@ bool Connector::Describe() {
     const bool knowsServer = m_client->GetServerDescription(&server) == 0;
     sDataDescriptions* answer = nullptr;
     const bool answered = m_client->GetDataDescriptions(&answer) == 0;
-    const std::unique_ptr<sDataDescriptions, RecordedDescriptions::Release> list(answer);
+    const OwnedDescriptions list(answer);
     const char* const reason = answered ? "the server's descriptions cannot be decoded"
                                         : "the server does not answer when asked for its descriptions";
     m_board.Publish(Topic::kDescriptions, DescriptionsMessage(server, list.get(), reason));

@@ -3,8 +3,8 @@
 #define VELMAR_VIEW_CONNECTOR_H
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -36,7 +36,7 @@ private:
     std::string m_server;
     StateBoard& m_board;
     std::atomic<bool> m_connected{false};
-    std::atomic<bool> m_trying{false};
+    std::atomic<bool> m_trying{true};
     std::mutex m_mutex;
     std::condition_variable m_changed;
     bool m_isOver = false; // guarded by m_mutex, as is the next one

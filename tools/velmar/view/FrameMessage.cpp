@@ -111,12 +111,14 @@ double NowMs() {
     return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
+double WallMs() {
+    return std::chrono::duration<double, std::milli>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+
 FrameStamp StampOf(std::uint64_t place, const sFrameTimes& times) {
     const auto ms = [](std::int64_t ns) { return static_cast<double>(ns) / kNsPerMs; };
     const bool stamped = times.lastArrivalNs != 0;
-    using std::chrono::system_clock;
-    const double now = std::chrono::duration<double, std::milli>(system_clock::now().time_since_epoch()).count();
-    return {place, stamped ? ms(times.lastArrivalNs) : now, ms(times.deliveryMonotonicNs),
+    return {place, stamped ? ms(times.lastArrivalNs) : WallMs(), ms(times.deliveryMonotonicNs),
             stamped ? ms(times.deliveryMonotonicNs - times.arrivalMonotonicNs) : 0};
 }
 

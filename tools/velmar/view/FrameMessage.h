@@ -16,6 +16,7 @@ struct FrameStamp {
 
 // The program's clock is the monotonic one of the system.
 double NowMs();
+double WallMs(); // since 1970
 FrameStamp StampOf(std::uint64_t place, const sFrameTimes& times);
 
 // The body of PageProtocol.h. Counts of the frame are within their bounds, as the library has checked.

@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include <chrono>
+#include <cmath>
+#include <map>
 #include <stdexcept>
 
 #include "StopSignal.h"
@@ -15,13 +17,14 @@
 
 using Topic = StateBoard::Topic;
 
-ShownRecording::ShownRecording(const std::string& path, StateBoard& board) : m_board(board), m_name(path) {
+ShownRecording::ShownRecording(const std::string& path, StateBoard& board) : m_board(board) {
     const Recording recording = Survey(path);
     if (!recording.damage.empty()) m_notices.push_back(recording.damage);
     const RecordedDescriptions descriptions(recording);
     Keep(path, descriptions.list.get());
     if (StopSignal::Arrived()) throw std::runtime_error("stopped before the end of " + path);
     if (m_frames.End() == 0) throw std::runtime_error(path + ": none of its frames can be decoded");
+    AppendLosses();
     m_board.Publish(Topic::kDescriptions,
                     DescriptionsMessage(descriptions.server, descriptions.list.get(),
                                         recording.descriptions ? "the recorded descriptions cannot be decoded"
@@ -46,25 +49,41 @@ void ShownRecording::Keep(const std::string& path, const sDataDescriptions* desc
             fmt::format("{} could not be decoded", Counted(frames.Undecodable(), "recorded frame")));
 }
 
-// Numbers that are missing before this one. Why, a recording does not tell: nothing of them is in it.
+// Numbers that are missing before this one.
 void ShownRecording::Follow(int number, double ms) {
     const long long missing = m_frames.End() == 0 ? 0 : static_cast<long long>(number) - m_latest - 1;
     m_latest = number;
     if (missing <= 0) return;
     m_missing += missing;
-    m_board.Append(StateBoard::List::kLosses, LossMark(ms, 0, 0, 0, static_cast<std::uint64_t>(missing)));
+    m_gaps.push_back({ms, static_cast<std::uint64_t>(missing)});
+}
+
+// Why they are missing, a recording does not tell: nothing of them is in it. Where there are more gaps than a list
+// keeps, those that are near each other are one mark.
+void ShownRecording::AppendLosses() {
+    std::map<double, std::uint64_t> marks; // by time
+    const bool all = m_gaps.size() <= StateBoard::kMostEntries;
+    const double first = m_frames.ArrivalMs(0);
+    const double width = DurationMs() / (StateBoard::kMostEntries - 1);
+    for (const auto& [ms, frames] : m_gaps)
+        marks[all || !(width > 0) ? ms : first + std::floor((ms - first) / width) * width] += frames;
+    for (const auto& [ms, frames] : marks)
+        m_board.Append(StateBoard::List::kLosses, LossMark(ms, 0, 0, 0, frames));
+    m_gaps.clear();
+}
+
+double ShownRecording::DurationMs() const {
+    return m_frames.ArrivalMs(m_frames.End() - 1) - m_frames.ArrivalMs(0);
 }
 
 std::string ShownRecording::Summary() const {
-    const double ms = m_frames.ArrivalMs(m_frames.End() - 1) - m_frames.ArrivalMs(0);
-    return fmt::format("{} in {:.1f} s", Counted(m_frames.End(), "frame"), ms / 1000);
+    return fmt::format("{} in {:.1f} s", Counted(m_frames.End(), "frame"), DurationMs() / 1000);
 }
 
 void ShownRecording::PublishStatistics(std::size_t pages) {
-    const double ms = m_frames.ArrivalMs(m_frames.End() - 1) - m_frames.ArrivalMs(0);
+    const double ms = DurationMs();
     const double rate = ms > 0 ? static_cast<double>(m_frames.End() - 1) * 1000 / ms : 0;
-    m_board.Publish(Topic::kStatistics, {{"type", "statistics"},
-                                         {"rate_hz", rate},
+    m_board.Publish(Topic::kStatistics, {{"rate_hz", rate},
                                          {"frames_delivered", m_frames.End()},
                                          {"missing_never_seen", m_missing},
                                          {"passed_over", 0},

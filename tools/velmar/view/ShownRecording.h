@@ -2,6 +2,7 @@
 #ifndef VELMAR_VIEW_SHOWN_RECORDING_H
 #define VELMAR_VIEW_SHOWN_RECORDING_H
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -25,12 +26,18 @@ public:
 private:
     void Keep(const std::string& path, const sDataDescriptions* descriptions);
     void Follow(int number, double ms);
+    void AppendLosses();
+    double DurationMs() const; // between the first and the last frame
 
     StateBoard& m_board;
     StoredFrames m_frames;
-    std::string m_name;
     int m_latest = 0; // number
     long long m_missing = 0;
+    struct Gap {
+        double ms;
+        std::uint64_t frames;
+    };
+    std::vector<Gap> m_gaps;
     std::vector<std::string> m_notices;
 };
 

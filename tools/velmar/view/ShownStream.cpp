@@ -17,29 +17,7 @@ constexpr std::uint32_t kFeedFrames = 1024; // a second of the fastest streams
 constexpr double kSilenceMs = 1000;
 constexpr int kTicksBetweenStates = 5;
 
-double WallMs() {
-    using std::chrono::system_clock;
-    return std::chrono::duration<double, std::milli>(system_clock::now().time_since_epoch()).count();
-}
-
 } // namespace
-
-void PageLog::Add(int level, const char* line) {
-    constexpr int kLinesASecond = 20;
-    constexpr double kSecondMs = 1000;
-    const double now = NowMs();
-    if (now - m_since >= kSecondMs) {
-        if (m_lines > kLinesASecond)
-            m_board.Append(StateBoard::List::kLog,
-                           {{"level", 2}, {"text", fmt::format("({} more lines)", m_lines - kLinesASecond)}});
-        m_since = now;
-        m_lines = 0;
-    }
-    if (++m_lines > kLinesASecond) return;
-    std::string text(line);
-    while (!text.empty() && text.back() == '\n') text.pop_back();
-    m_board.Append(StateBoard::List::kLog, {{"level", level}, {"text", std::move(text)}});
-}
 
 ShownStream::ShownStream(const Options& options, StateBoard& board)
     : m_server(options.server),
@@ -91,6 +69,7 @@ void ShownStream::Add(const sFrameOfMocapData& frame, const sForcePlates& plates
 }
 
 void ShownStream::Tick(std::size_t pages) {
+    m_log.Settle();
     const sStreamStatistics statistics = m_client.Statistics();
     if (const auto mark = m_losses.Follow(statistics, WallMs())) m_board.Append(StateBoard::List::kLosses, *mark);
     if (m_ticks++ % kTicksBetweenStates != 0) return;
@@ -99,7 +78,7 @@ void ShownStream::Tick(std::size_t pages) {
 }
 
 void ShownStream::PublishStatistics(const sStreamStatistics& statistics, std::size_t pages) {
-    nlohmann::ordered_json message{{"type", "statistics"}, {"rate_hz", Rate(statistics.framesDelivered)}};
+    nlohmann::ordered_json message{{"rate_hz", Rate(statistics.framesDelivered)}};
     const bool any = m_frames.End() > 0;
     message["frame_number"] = any ? nlohmann::ordered_json(m_number) : nullptr;
     message["timecode"] = any ? nlohmann::ordered_json(TimecodeText(m_timecode[0], m_timecode[1])) : nullptr;

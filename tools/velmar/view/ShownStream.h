@@ -10,21 +10,10 @@
 #include "Client.h"
 #include "view/Connector.h"
 #include "view/LossMarks.h"
+#include "view/PageLog.h"
 #include "view/RecentFrames.h"
 #include "view/StateBoard.h"
 #include "view/StateMessages.h"
-
-// The library's log lines for pages: whatever the network does, no more than people can read.
-class PageLog {
-public:
-    explicit PageLog(StateBoard& board) : m_board(board) {}
-    void Add(int level, const char* line); // on any thread, one at a time
-
-private:
-    StateBoard& m_board;
-    double m_since = 0; // beginning of the second in which these came
-    int m_lines = 0;
-};
 
 // For one thread, except where its client calls.
 class ShownStream {
@@ -82,7 +71,7 @@ private:
     double m_latestMs = 0; // its delivery, on the program's clock
     double m_rateMs = 0;   // the same when the rate was last taken
     std::uint64_t m_rateFrames = 0;
-    std::unique_ptr<Connector> m_connector; // before all that its questions touch
+    std::unique_ptr<Connector> m_connector; // the last member: its questions use the client
 };
 
 #endif

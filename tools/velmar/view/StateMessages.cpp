@@ -20,8 +20,7 @@ json Plain(const FloatJson& document) {
 json HelloMessage(const HelloFacts& facts) {
     unsigned char version[4];
     Quorin_GetVersion(version);
-    return {{"type", "hello"},
-            {"version", VersionText(version)},
+    return {{"version", VersionText(version)},
             {"source", {{"kind", facts.isRecording ? "recording" : "server"}, {"name", facts.name}}},
             {"unit", facts.unit},
             {"historySeconds", facts.historySeconds}};
@@ -29,11 +28,8 @@ json HelloMessage(const HelloFacts& facts) {
 
 json DescriptionsMessage(const sServerDescription& server, const sDataDescriptions* list,
                          const std::string& reason) {
-    json message{{"type", "descriptions"},
-                 {"known", list != nullptr},
-                 {"server", nullptr},
-                 {"list", json::array()},
-                 {"labels", IsSimulated(server)}};
+    json message{
+        {"known", list != nullptr}, {"server", nullptr}, {"list", json::array()}, {"labels", IsSimulated(server)}};
     if (list == nullptr) {
         message["reason"] = reason;
         return message;
@@ -45,7 +41,7 @@ json DescriptionsMessage(const sServerDescription& server, const sDataDescriptio
 }
 
 json StatusMessage(const std::string& state, const std::string& text, const std::vector<std::string>& notices) {
-    return {{"type", "status"}, {"state", state}, {"text", text}, {"notices", notices}};
+    return {{"state", state}, {"text", text}, {"notices", notices}};
 }
 
 json HistoryObject(const FrameHistory& history) {
@@ -73,5 +69,5 @@ void SetNames::Follow(const sFrameOfMocapData& frame) {
         m_names.append(name, sizeof name);
         names.push_back(std::string(name, strnlen(name, sizeof name)));
     }
-    m_board.Publish(StateBoard::Topic::kSets, {{"type", "sets"}, {"names", std::move(names)}});
+    m_board.Publish(StateBoard::Topic::kSets, {{"names", std::move(names)}});
 }

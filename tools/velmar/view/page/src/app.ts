@@ -326,7 +326,15 @@ class App {
     this.#wakeForWords = 0;
     const { hello = null, status = null, statistics = null } = this.status;
     const { connected } = this.#connection;
-    showStatus({ hello, status, statistics, connected, delays: this.#delays, skipped: this.#skipped });
+    showStatus({
+      hello,
+      server: this.#described.server,
+      status,
+      statistics,
+      connected,
+      delays: this.#delays,
+      skipped: this.#skipped,
+    });
     showTimeline(this.timeline);
     showPicked(
       this.picked,

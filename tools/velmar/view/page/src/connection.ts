@@ -9,7 +9,7 @@ const kPingsKept = 16; // the offset is of the last half minute, since clocks dr
 /** What a connection tells. */
 export interface Listener {
   opened(): void;
-  closed(retryMs: number): void;
+  closed(): void;
   state(state: State): void;
   /** On the page's clock (performance.now()). */
   frame(frame: Frame, receivedMs: number): void;
@@ -68,7 +68,7 @@ export class Connection {
     socket.onmessage = (event: MessageEvent<string | ArrayBuffer>) => this.#take(event.data);
     socket.onclose = () => {
       this.#socket = null;
-      this.#listener.closed(this.#waitMs);
+      this.#listener.closed();
       setTimeout(() => this.#open(), this.#waitMs);
       this.#waitMs = Math.min(this.#waitMs * 2, kLongestWaitMs);
     };

@@ -41,6 +41,8 @@ interface Parents {
 export class Described {
   readonly labels: boolean;
   readonly known: boolean;
+  /** What the server says of itself, as far as that is text. */
+  readonly server: { readonly name: string; readonly version: string };
   readonly plates: readonly PlateShape[];
   /** What is wrong with the descriptions themselves. */
   readonly notices: readonly string[];
@@ -55,6 +57,8 @@ export class Described {
     const list = descriptions?.known ? descriptions.list : [];
     const entries = (type: string): Json[] => list.filter((entry) => entry["type"] === type) as Json[];
     this.known = descriptions?.known === true;
+    const server = descriptions?.server ?? {};
+    this.server = { name: textIn(server, "name") || textIn(server, "text"), version: textIn(server, "version") };
     this.labels = descriptions?.labels === true;
     if (descriptions && !this.known)
       notices.push(`No descriptions: ${descriptions.reason || "the server gives none"}.`);

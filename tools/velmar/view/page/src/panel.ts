@@ -1,5 +1,6 @@
 // What stands around the picture in words: the line of status, the time line's place, what is picked, notices, log.
 import type { Delays } from "./delays";
+import type { Described } from "./described";
 import { byId, make, setText } from "./dom";
 import { kGroups } from "./items";
 import { kCauseNames } from "./losses";
@@ -22,6 +23,7 @@ const kLevels = ["", "info", "warning", "error", "debug"];
 /** What the line of status is made of. */
 export interface Situation {
   readonly hello: Hello | null;
+  readonly server: Described["server"];
   readonly status: Status | null;
   readonly statistics: Statistics | null;
   readonly connected: boolean;
@@ -29,13 +31,15 @@ export interface Situation {
   readonly skipped: number;
 }
 
-export function showStatus({ hello, status, statistics, connected, delays, skipped }: Situation): void {
+export function showStatus({ hello, server, status, statistics, connected, delays, skipped }: Situation): void {
   const recording = hello?.kind === "recording";
   const state = connected ? (status?.state ?? "connecting") : "disconnected";
   const dot = byId("s-state");
   if (dot.dataset["state"] !== state) dot.dataset["state"] = state;
   setText(dot, connected ? status?.text || state : "The program is not reached: trying again");
-  setText(byId("s-source"), hello ? `${hello.name}` : "");
+  setText(byId("s-source"), hello ? hello.name : "");
+  setText(byId("s-server"), server.version);
+  byId("s-server").title = server.name;
   setText(byId("s-version"), hello ? `velmar ${hello.version}` : "");
   setText(byId("s-rate"), statistics?.rateHz != null ? `${statistics.rateHz.toFixed(1)} Hz` : "–");
   showLost(statistics);
