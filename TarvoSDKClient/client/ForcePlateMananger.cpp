@@ -54,15 +54,13 @@ int ForcePlateMananger::GetSForcePlates(sFrameOfMocapData* frame, sForcePlates* 
     const CPlainGuard guard(m_lock);
     if (m_plates.empty()) return 1;
     *plates = sForcePlates{};
-    std::span<const float> left(frame->analogValues, static_cast<std::size_t>(frame->analogCount));
-    for (const sForcePlateInfo& plate : m_plates) {
-        const unsigned int channels = ForcePlateModel::ChannelCount(plate.channelLayout);
-        if (channels == 0) continue;
-        if (channels > left.size()) break;
-        plates->plates[plates->plateCount++] = ComputePlate(plate, left.first(channels));
-        left = left.subspan(channels);
-    }
-    if (left.data() != frame->analogValues) std::copy(left.begin(), left.end(), frame->analogValues);
+    const std::span<const float> values(frame->analogValues, static_cast<std::size_t>(frame->analogCount));
+    const auto [slices, count, taken] = ForcePlateModel::AssignChannels(m_plates, values.size());
+    for (std::size_t i = 0; i < count; ++i)
+        plates->plates[i] = ComputePlate(*slices[i].plate, values.subspan(slices[i].first, slices[i].count));
+    plates->plateCount = static_cast<std::int32_t>(count);
+    const std::span<const float> left = values.subspan(taken);
+    if (taken > 0) std::copy(left.begin(), left.end(), frame->analogValues);
     frame->analogCount = static_cast<std::int32_t>(left.size());
     plates->frameNumber = frame->frameNumber;
     return 0;

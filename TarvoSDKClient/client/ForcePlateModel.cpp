@@ -55,6 +55,18 @@ unsigned int ChannelCount(int channelLayout) {
     return 0;
 }
 
+Assignment AssignChannels(std::span<const sForcePlateInfo> plates, std::size_t values) {
+    Assignment assignment{};
+    for (const sForcePlateInfo& plate : plates) {
+        const std::size_t channels = ChannelCount(plate.channelLayout);
+        if (channels == 0) continue;
+        if (channels > values - assignment.values || assignment.plates == assignment.slices.size()) break;
+        assignment.slices[assignment.plates++] = {&plate, assignment.values, channels};
+        assignment.values += channels;
+    }
+    return assignment;
+}
+
 sForcePlateSample Compute(const sForcePlateInfo& plate, std::span<const float> values,
                           std::span<const float> baseline) {
     const Channels channels = ScaleChannels(plate, values, baseline);

@@ -25,7 +25,6 @@ namespace StreamSocket = System::StreamSocket;
 namespace {
 
 constexpr unsigned int kSendAreaSize = 131072;
-constexpr unsigned int kJoinAreaSize = 524288;
 constexpr unsigned int kPauseAfterFailureMs = 10; // keeps a failing receive from spinning
 
 } // namespace
@@ -77,7 +76,7 @@ int CCommandServer::OpenPeerSocket(int& handle, bool loopback) {
 }
 
 int CCommandServer::StartWith(bool opened, int handle) {
-    m_expectedFragment = 0;
+    m_join.Reset();
     if (opened) {
         unsigned int count = 0;
         Facade().GetLocalAddress(m_localAddresses.data(), count);
@@ -94,8 +93,9 @@ int CCommandServer::StartWith(bool opened, int handle) {
 
 int CCommandServer::CreateResources() {
     if (m_sendArea.Create(kSendAreaSize) != 0 || m_receiveArea.Create() != 0 ||
-        m_joinArea.Create(kJoinAreaSize) != 0)
+        m_joinArea.Create(CMessageJoin::kAreaSize) != 0)
         return 1;
+    m_join.Use(m_joinArea.Buffer(), m_joinArea.Length());
     if (m_mutex.create() != 0) return 1;
     if (m_events.initialize() != 0) return 1;
     m_requestsReady = true;
@@ -142,6 +142,7 @@ void CCommandServer::FinishStop() {
     m_socket.Release();
     m_sendArea.Destroy();
     m_receiveArea.Destroy();
+    m_join.Use(nullptr, 0);
     m_joinArea.Destroy();
     if (m_requestsReady) m_events.destroy();
     m_requestsReady = false;

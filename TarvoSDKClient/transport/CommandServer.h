@@ -18,6 +18,7 @@
 #include "platform/SocketTransfer.h"
 #include "transport/FeedList.h"
 #include "transport/GroupChoice.h"
+#include "transport/MessageJoin.h"
 #include "transport/RequestGate.h"
 #include "transport/SequenceEventSet.h"
 #include "transport/StreamLedger.h"
@@ -163,10 +164,6 @@ private:
 
     // Inbound
     void LearnPeer(const char* sender, unsigned int senderPort);
-    bool ReadHeader(const unsigned char* datagram, unsigned int length, tagPackageHeader& header);
-    bool ExpectsFragment(const tagPackageHeader& header, const unsigned char* payload, unsigned int length);
-    int JoinFragment(const char* sender, unsigned int senderPort, const tagPackageHeader& header,
-                     const unsigned char* payload, unsigned int length);
     int DisposeFrame(const unsigned char* payload, unsigned int length);
     void HandOn(sFrameOfMocapData* frame, const unsigned char* payload, unsigned int length);
     int DisposeMedia(const char* sender, unsigned int senderPort, const tagPackageHeader& header,
@@ -207,12 +204,12 @@ private:
     System::HostInterfaces::Interface m_joined TARVO_GUARDED_BY(m_joinedLock); // the one to tell of
 
     // Receive thread only.
-    sFrameTimes m_times{};               // of the frame in hand
-    std::uint8_t m_expectedFragment = 0; // 0 when no message is being joined
-    unsigned int m_sender = 0;           // of the latest datagram, host byte order
+    CMessageJoin m_join{m_ledger};
+    sFrameTimes m_times{};     // of the frame in hand
+    unsigned int m_sender = 0; // of the latest datagram, host byte order
     char m_senderText[kAddressTextSize] = "0.0.0.0";
     System::CDatagramBatch m_receiveArea;
-    CBuffer m_joinArea; // its position is the number of bytes joined so far; never cleared
+    CBuffer m_joinArea; // m_join's
 
     // Guarded by m_mutex, which exists while the endpoint runs. The peer changes on an endpoint that learns it.
     System::CMutex m_mutex;

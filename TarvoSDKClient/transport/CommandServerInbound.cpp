@@ -1,6 +1,4 @@
-// From a datagram to its handling: checking, joining fragments, and what each type of message does.
-#include <cstring>
-
+// From a datagram to its handling: what each type of message does.
 #include "client/ForcePlateMananger.h"
 #include "client/GlobalObject.h"
 #include "model/FrameStore.h"
@@ -18,39 +16,17 @@ constexpr std::int64_t kLongCallbackNs = 1'000'000; // several datagrams may com
 
 } // namespace
 
-// Copies the header of a datagram that may be handled; reports why another one may not.
-bool CCommandServer::ReadHeader(const unsigned char* datagram, unsigned int length, tagPackageHeader& header) {
-    if (length < kPackageHeaderSize) {
-        m_ledger.IsTooShort();
-        Report::Number(length);
-        return false;
-    }
-    std::memcpy(&header, datagram, kPackageHeaderSize);
-    if (length - kPackageHeaderSize != header.fragmentLength) {
-        m_ledger.HasWrongLength();
-        Report::Number(header.fragmentLength);
-        return false;
-    }
-    if (header.magic != kPackageMagic) {
-        m_ledger.IsForeign();
-        Report::Number(header.magic);
-        return false;
-    }
-    return true;
-}
-
 int CCommandServer::DisposeStream(const char* sender, unsigned int senderPort, unsigned char* datagram,
                                   unsigned int length) {
-    tagPackageHeader header{};
-    if (!ReadHeader(datagram, length, header)) return 1;
-    if (m_learnsPeer) LearnPeer(sender, senderPort);
-    unsigned char* const payload = datagram + kPackageHeaderSize;
-    const unsigned int payloadLength = header.fragmentLength;
-    if (header.totalLength != payloadLength)
-        return JoinFragment(sender, senderPort, header, payload, payloadLength);
-    m_ledger.CameWhole(m_expectedFragment);
-    DisposePackage(sender, senderPort, header, payload, payloadLength);
-    m_expectedFragment = 0;
+    using Outcome = CMessageJoin::Outcome;
+    const CMessageJoin::Result taken = m_join.Take(datagram, length);
+    if (taken.outcome != Outcome::kInvalid && m_learnsPeer) LearnPeer(sender, senderPort);
+    if (taken.outcome == Outcome::kInvalid || taken.outcome == Outcome::kUnfit) {
+        Report::Number(taken.number);
+        return 1;
+    }
+    if (taken.outcome == Outcome::kWhole)
+        DisposePackage(sender, senderPort, taken.header, taken.payload, taken.length);
     return 0;
 }
 
@@ -59,39 +35,6 @@ void CCommandServer::LearnPeer(const char* sender, unsigned int senderPort) {
     if (!m_address.empty()) return;
     m_address = sender; // a dotted address fits a string without allocation
     m_port = senderPort;
-}
-
-// Whether a fragment continues the message that is being joined; index 0 begins a new one.
-bool CCommandServer::ExpectsFragment(const tagPackageHeader& header, const unsigned char* payload,
-                                     unsigned int length) {
-    const unsigned int index = header.fragmentIndex;
-    if (index == 0) {
-        m_ledger.Begins(header, {payload, length}, m_expectedFragment);
-        m_joinArea.ResetPosition();
-        return true;
-    }
-    if (index == m_expectedFragment) return true;
-    m_ledger.Messages().DoesNotFit(header, {payload, length}, m_expectedFragment,
-                                   {m_joinArea.Buffer(), m_joinArea.Position()});
-    Report::Number(index);
-    const bool cameTwice = index + 1 == m_expectedFragment;
-    if (!cameTwice) m_expectedFragment = 0;
-    return false;
-}
-
-int CCommandServer::JoinFragment(const char* sender, unsigned int senderPort, const tagPackageHeader& header,
-                                 const unsigned char* payload, unsigned int length) {
-    if (!ExpectsFragment(header, payload, length)) return 1;
-    if (length > 0 && length <= m_joinArea.Length() - m_joinArea.Position()) {
-        std::memcpy(m_joinArea.Buffer() + m_joinArea.Position(), payload, length);
-        m_joinArea.AddPosition(length);
-    }
-    m_expectedFragment = static_cast<std::uint8_t>(header.fragmentIndex + 1);
-    if (header.totalLength != m_joinArea.Position()) return 0;
-    m_ledger.Messages().IsJoined(header);
-    DisposePackage(sender, senderPort, header, m_joinArea.Buffer(), m_joinArea.Position());
-    m_expectedFragment = 0;
-    return 0;
 }
 
 int CCommandServer::DisposePackage(const char* sender, unsigned int senderPort, const tagPackageHeader& header,

@@ -1,38 +1,54 @@
 #include "capture/RecordedFrames.h"
 
 #include "AppDataModel.h"
+#include "TarvoWire.h"
 #include "capture/Recording.h"
 
 void RecordedFrames::Release::operator()(sFrameOfMocapData* frame) const { CAppDataModel().ReleaseMocap(frame); }
 
-RecordedFrames::RecordedFrames(const std::string& path, const sDataDescriptions* descriptions) : m_file(path) {
-    m_plates.InitPlateManager(descriptions);
+RecordedFrames::RecordedFrames(const std::string& path, const sDataDescriptions* descriptions,
+                               std::vector<float> unloaded)
+    : m_file(path), m_joinArea(CMessageJoin::kAreaSize), m_plates(descriptions) {
+    m_plates.SetUnloaded(std::move(unloaded));
+    m_ledger->Reset(0, 0);
+    m_join.Use(m_joinArea.data(), static_cast<unsigned int>(m_joinArea.size()));
+    m_item.readings = &m_plates;
 }
 
 const RecordedFrame* RecordedFrames::Next() {
-    std::string problem;
-    while (const auto datagram = m_file.Next()) {
+    while (auto datagram = m_file.Next()) {
+        if (m_watch) m_watch(*datagram);
         if (!IsStream(*datagram)) continue;
-        const auto message = m_joiner.Take(datagram->from, datagram->payload, problem);
-        if (!message || message->type != PackageType_Frame || !Decode(message->payload)) continue;
+        const auto size = static_cast<unsigned int>(datagram->payload.size());
+        m_ledger->Received({datagram->payload.data(), size, 0, 0, datagram->time.count(), 0});
+        const CMessageJoin::Result joined = m_join.Take(datagram->payload.data(), size);
+        if (joined.outcome != CMessageJoin::Outcome::kWhole || joined.header.type != PackageType_Frame) continue;
+        if (!Decode(joined.payload, joined.length)) continue;
         m_item.time = datagram->time;
         return &m_item;
     }
     return nullptr;
 }
 
-bool RecordedFrames::Decode(const std::vector<unsigned char>& body) {
+bool RecordedFrames::Decode(const unsigned char* body, unsigned int size) {
     sFrameOfMocapData* decoded = nullptr;
     int length = 0;
-    const int result =
-        CAppDataModel().DecodeMocap(body.data(), static_cast<unsigned int>(body.size()), length, decoded);
+    const int result = CAppDataModel().DecodeMocap(body, size, length, decoded);
     m_frame.reset(decoded);
     if (result != 0) {
         ++m_undecodable;
+        m_ledger->IsUndecodable({body, size});
         return false;
     }
+    m_ledger->Deliver(decoded->frameNumber);
     m_item.frame = decoded;
-    m_item.plates = {};
-    m_plates.GetSForcePlates(decoded, &m_item.plates);
+    m_plates.Take(*decoded, m_item.plates);
     return true;
+}
+
+sStreamStatistics RecordedFrames::Statistics() const {
+    sStreamStatistics statistics{};
+    m_ledger->Report(statistics);
+    statistics.delayMedianNs = statistics.delayP99Ns = statistics.delayLargestNs = 0;
+    return statistics;
 }

@@ -3,42 +3,57 @@
 #define VELMAR_CAPTURE_RECORDED_FRAMES_H
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "TarvoSDKClient.h"
+#include "TarvoStream.h"
 #include "capture/CaptureFile.h"
-#include "client/ForcePlateMananger.h"
-#include "wire/Messages.h"
+#include "capture/RecordedPlates.h"
+#include "transport/MessageJoin.h"
 
 struct RecordedFrame {
-    std::chrono::nanoseconds time{}; // of its last datagram, since the epoch
-    const sFrameOfMocapData* frame;  // without the channels of the computed plates
-    sForcePlates plates{};           // none when the descriptions tell of none
+    std::chrono::nanoseconds time{};          // of its last datagram, since the epoch
+    const sFrameOfMocapData* frame = nullptr; // without the channels of the computed plates
+    sForcePlates plates{};                    // none when the descriptions tell of none
+    const RecordedPlates* readings = nullptr; // of this frame
 };
 
 class RecordedFrames {
 public:
-    // Descriptions may be null. What the first plate of the first frame reads is taken as the unloaded reading of
-    // every plate. Throws what CaptureFile throws.
-    RecordedFrames(const std::string& path, const sDataDescriptions* descriptions);
+    using DatagramWatch = std::function<void(const CapturedDatagram&)>;
+
+    // Descriptions may be null. Without `unloaded`, what the first plate of the first frame reads is taken as the
+    // unloaded reading of every plate (see RecordedPlates). Throws what CaptureFile throws.
+    RecordedFrames(const std::string& path, const sDataDescriptions* descriptions,
+                   std::vector<float> unloaded = {});
+
+    // Is told of every datagram of the file, before the frame that it completes is returned.
+    void Watch(DatagramWatch watch) { m_watch = std::move(watch); }
 
     // The next frame, valid until the next call; null at the end, and when a signal arrives.
     const RecordedFrame* Next();
 
     long long Undecodable() const { return m_undecodable; } // frames that were passed over
 
+    // What a client would have counted of the stream up to here. Without what happens in a client: delays,
+    // callbacks, buffers.
+    sStreamStatistics Statistics() const;
+
 private:
     struct Release {
         void operator()(sFrameOfMocapData* frame) const;
     };
 
-    bool Decode(const std::vector<unsigned char>& body);
+    bool Decode(const unsigned char* body, unsigned int size);
 
     CaptureFile m_file;
-    MessageJoiner m_joiner;
-    ForcePlateMananger m_plates;
+    DatagramWatch m_watch;
+    std::unique_ptr<CStreamLedger> m_ledger = std::make_unique<CStreamLedger>();
+    CMessageJoin m_join{*m_ledger};
+    std::vector<unsigned char> m_joinArea;
+    RecordedPlates m_plates;
     std::unique_ptr<sFrameOfMocapData, Release> m_frame;
     RecordedFrame m_item{};
     long long m_undecodable = 0;
