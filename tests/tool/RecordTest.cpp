@@ -75,18 +75,21 @@ std::pair<std::string, double> StreamIn(const std::string& path) {
 
 // The numbers of the frames, and whether the capture was found damaged.
 std::pair<std::vector<int>, bool> Export(const std::string& path) {
-    const std::string said = Output("export " + path + " --format json -o " + Path("frames"), 0);
+    ToolRun run("export " + path + " --force --format json -o " + Path("frames"));
+    const std::string said = run.Rest();
+    const bool isDamaged = said.find(path + " is damaged") != std::string::npos;
+    EXPECT_EQ(run.Wait(), isDamaged ? 3 : 0) << said;
     std::ifstream lines(Path("frames/frames.jsonl"));
     std::vector<int> frames;
     for (std::string line; std::getline(lines, line);)
         frames.push_back(nlohmann::json::parse(line)["frame_number"]);
-    return {frames, said.find(path + " is damaged") != std::string::npos};
+    return {frames, isDamaged};
 }
 
 // A table, each row of frame 9 behind a bar and without what it begins with; those of frame 8 are left out.
 std::string Table(const std::string& name) {
     static const std::regex others("\n8,[^\n]*");
-    static const std::regex begin("\n9,0[.]375000000,01:02:03:04[.]05,");
+    static const std::regex begin("\n9,0[.]375000000,0[.]125000,01:02:03:04[.]05,");
     std::ifstream file(Path(name) + ".csv");
     const std::string table{std::istreambuf_iterator<char>(file), {}};
     return std::regex_replace(std::regex_replace(table, others, ""), begin, "|");
@@ -226,7 +229,7 @@ TEST(Export, EveryValueOfAFrameStandsInItsTable) {
          "0,1.0,2.0,4.0,-1990.0,1020.0,30.0,15000.0"},
         {"all.d/auxiliary", "auxiliary_32,auxiliary_64,flags|4294967270,27,28"}};
     for (const auto& [table, expected] : rows)
-        EXPECT_EQ(Table(table), "frame_number,arrival_s,timecode," + expected + '\n');
+        EXPECT_EQ(Table(table), "frame_number,arrival_s,time_s,timecode," + expected + '\n');
 }
 
 TEST(Export, WhatCannotBeReadTwiceOrWrittenIsRefusedAndTheInputIsKept) {
@@ -236,9 +239,13 @@ TEST(Export, WhatCannotBeReadTwiceOrWrittenIsRefusedAndTheInputIsKept) {
     std::ofstream(directory + "/frames.jsonl") << Capture(228, {Packet()});
     EXPECT_THAT(Output("export " + directory + "/frames.jsonl --format json -o " + directory, 1),
                 HasSubstr("frames.jsonl is the recording itself"));
-    std::filesystem::create_symlink("/dev/full", directory + "/auxiliary.csv"); // has no room at the very end
-    EXPECT_THAT(Output("export " + directory + "/frames.jsonl --format csv -o " + directory, 1),
-                HasSubstr("auxiliary.csv cannot be written: No space"));
+    const std::string input = TemporaryFile("many", Capture(228, std::vector(100, Packet())));
+    EXPECT_THAT(Output("export " + input + " -o " + directory, 1, "sh -c 'ulimit -f 4; exec \"$@\"' sh"),
+                testing::MatchesRegex("velmar: " + directory + "/[a-z]+.csv cannot be written: [^\n]*\n"));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory), {}), 1) << "something is left behind";
+    Output("export " + input + " -o " + directory, 0);
+    EXPECT_THAT(Output("export " + input + " -o " + directory, 1), HasSubstr("markers.csv exists"));
+    Output("export " + input + " -o " + directory + " --force", 0);
 }
 
 // A fragment that lost the others waits until its identification comes round.

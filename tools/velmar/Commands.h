@@ -4,7 +4,12 @@
 
 #include <CLI/CLI.hpp>
 
-enum ExitCode { kSuccess = 0, kFailure = 1, kUsage = 2 };
+enum ExitCode {
+    kSuccess = 0,
+    kFailure = 1,
+    kUsage = 2,
+    kTruncated = 3 // done with what can be read of a damaged recording
+};
 
 void AddSimulate(CLI::App& app, int& exitCode);
 void AddWatch(CLI::App& app, int& exitCode);

@@ -25,7 +25,7 @@ constexpr const char* kFooter =
     "  $ velmar watch 127.0.0.1 --seconds 10\n"
     "  $ velmar doctor 192.168.1.10\n\n"
     "velmar COMMAND --help explains a command. The exit code is 0 for success, 1 when a command failed,\n"
-    "2 when it was used wrongly.";
+    "2 when it was used wrongly, 3 when it did what a damaged recording allows.";
 
 std::string LibraryVersion() {
     unsigned char version[4];

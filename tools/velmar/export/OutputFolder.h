@@ -1,0 +1,56 @@
+// The files of an export, which stand under their names only when all of them are complete.
+#ifndef VELMAR_EXPORT_OUTPUT_FOLDER_H
+#define VELMAR_EXPORT_OUTPUT_FOLDER_H
+
+#include <cstdio>
+#include <list>
+#include <memory>
+#include <string>
+#include <string_view>
+
+// What the system refuses is thrown as std::runtime_error naming the path and the reason.
+class OutputFile {
+public:
+    explicit OutputFile(std::string path); // in whose place it is to stand
+    ~OutputFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+
+    void Write(std::string_view bytes);
+
+    void Close();
+    void TakePlace(); // of a closed one
+
+private:
+    struct Release {
+        void operator()(std::FILE* file) const { std::fclose(file); }
+    };
+
+    [[noreturn]] void Fail() const;
+
+    std::string m_path;
+    std::string m_partPath; // while it is written; empty thereafter
+    std::unique_ptr<std::FILE, Release> m_file;
+};
+
+class OutputFolder {
+public:
+    // Makes the folder if need be. `input` is the file that must not be overwritten; `replaces` whether others may
+    // be.
+    OutputFolder(std::string directory, std::string input, bool replaces);
+
+    // A file that may be written to until Finish. Throws std::runtime_error where one of this name exists.
+    OutputFile& Make(const std::string& name);
+
+    void Finish();
+
+    const std::string& Directory() const { return m_directory; }
+
+private:
+    std::string m_directory;
+    std::string m_input;
+    bool m_replaces;
+    std::list<OutputFile> m_files;
+};
+
+#endif

@@ -1,0 +1,48 @@
+#include "take/BodyColumns.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "take/MarkerColumns.h"
+
+void BodyColumns::Collect(const sFrameOfMocapData& frame) {
+    for (int i = 0; i < frame.rigidBodyCount; ++i) m_bodies.try_emplace(frame.rigidBodies[i].id);
+    for (int i = 0; i < frame.skeletonCount; ++i) {
+        Skeleton& skeleton = m_skeletons[frame.skeletons[i].id];
+        skeleton.bones = std::max(skeleton.bones, frame.skeletons[i].rigidBodyCount);
+    }
+}
+
+void BodyColumns::Settle(DescribedNames& names) {
+    m_labels.clear();
+    const auto named = [](const std::string& name, const char* kind, int id) {
+        return name.empty() ? fmt::format("{}{}", kind, id) : name;
+    };
+    for (auto& [id, column] : m_bodies) {
+        column = m_labels.size();
+        m_labels.push_back("body " + named(names.rigidBodies[id], "Body", id));
+    }
+    for (auto& [id, skeleton] : m_skeletons) {
+        skeleton.first = m_labels.size();
+        for (int k = 0; k < skeleton.bones; ++k)
+            m_labels.push_back(fmt::format("bone {}:{}", named(names.skeletons[id], "Skeleton", id),
+                                           named(names.bones[id][k], "Bone", k + 1)));
+    }
+    MakeDifferent(m_labels);
+}
+
+void BodyColumns::Place(const sFrameOfMocapData& frame, std::vector<const sRigidBodySample*>& bodies) const {
+    bodies.assign(m_labels.size(), nullptr);
+    for (int i = 0; i < frame.rigidBodyCount; ++i)
+        if (const auto body = m_bodies.find(frame.rigidBodies[i].id); body != m_bodies.end())
+            bodies[body->second] = &frame.rigidBodies[i];
+    for (int i = 0; i < frame.skeletonCount; ++i) {
+        const sSkeletonSample& sample = frame.skeletons[i];
+        const auto skeleton = m_skeletons.find(sample.id);
+        if (skeleton == m_skeletons.end()) continue;
+        const int known = std::min(sample.rigidBodyCount, skeleton->second.bones);
+        for (int k = 0; k < known; ++k)
+            bodies[skeleton->second.first + static_cast<std::size_t>(k)] = &sample.rigidBodies[k];
+    }
+}

@@ -1,0 +1,36 @@
+// The rigid bodies of a recording and the bones of its skeletons, as they are the same from frame to frame.
+#ifndef VELMAR_TAKE_BODY_COLUMNS_H
+#define VELMAR_TAKE_BODY_COLUMNS_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "TarvoSDKClient.h"
+#include "export/DescribedNames.h"
+
+class BodyColumns {
+public:
+    void Collect(const sFrameOfMocapData& frame); // with every frame
+
+    // Thereafter: names and orders them. Rigid bodies by identifier, then skeletons, their bones as the frames
+    // have them.
+    void Settle(DescribedNames& names);
+
+    const std::vector<std::string>& Labels() const { return m_labels; } // "body Stick", "bone Ann:Hips"
+    std::size_t Count() const { return m_labels.size(); }
+
+    // Null where one is missing. As long as the frame.
+    void Place(const sFrameOfMocapData& frame, std::vector<const sRigidBodySample*>& bodies) const;
+
+private:
+    struct Skeleton {
+        int bones = 0; // the most that a frame had
+        std::size_t first = 0;
+    };
+    std::map<int, std::size_t> m_bodies; // identifier to column
+    std::map<int, Skeleton> m_skeletons;
+    std::vector<std::string> m_labels;
+};
+
+#endif

@@ -1,0 +1,77 @@
+#include "take/MarkerColumns.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <set>
+
+#include "simulate/ServerRecords.h"
+
+namespace {
+
+std::string NameOf(const sMarkerSetSample& set) { return {set.name, strnlen(set.name, sizeof set.name)}; }
+
+std::optional<sTriple> Present(const sTriple& p) {
+    if (std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z)) return p;
+    return std::nullopt;
+}
+
+} // namespace
+
+void MakeDifferent(std::vector<std::string>& labels) {
+    std::set<std::string> known;
+    std::map<std::string, int> counts;
+    for (std::string& label : labels) {
+        const std::string wanted = label;
+        while (!known.insert(label).second)
+            label = fmt::format("{}_{}", wanted, ++counts.try_emplace(wanted, 1).first->second);
+    }
+}
+
+void MarkerColumns::Collect(const sFrameOfMocapData& frame, bool isSimulated) {
+    m_isSimulated = isSimulated;
+    for (int i = 0; i < frame.markerSetCount; ++i) {
+        Set& set = m_sets[NameOf(frame.markerSets[i])];
+        set.markers = std::max(set.markers, frame.markerSets[i].markerCount);
+    }
+    for (int i = 0; isSimulated && i < frame.labeledMarkerCount; ++i)
+        m_labeled.try_emplace(std::bit_cast<LabeledMarkerRecord>(frame.labeledMarkers[i]).id);
+}
+
+void MarkerColumns::Settle(DescribedNames& names) {
+    m_labels.clear();
+    for (auto& [name, set] : m_sets) {
+        set.first = m_labels.size();
+        for (int k = 0; k < set.markers; ++k) {
+            const std::string& marker = names.markers[name][k];
+            m_labels.push_back(fmt::format("{}:{}", name, marker.empty() ? std::to_string(k + 1) : marker));
+        }
+    }
+    for (auto& [id, column] : m_labeled) {
+        column = m_labels.size();
+        m_labels.push_back(fmt::format("Marker{}", id));
+    }
+    MakeDifferent(m_labels);
+}
+
+void MarkerColumns::Place(const sFrameOfMocapData& frame, Positions& positions) const {
+    positions.assign(m_labels.size(), std::nullopt);
+    for (int i = 0; i < frame.markerSetCount; ++i) {
+        const sMarkerSetSample& sample = frame.markerSets[i];
+        const auto set = m_sets.find(NameOf(sample));
+        if (set == m_sets.end()) continue;
+        const int known = std::min(sample.markerCount, set->second.markers);
+        for (int k = 0; k < known; ++k)
+            positions[set->second.first + static_cast<std::size_t>(k)] = Present(sample.markers[k]);
+    }
+    for (int i = 0; m_isSimulated && i < frame.labeledMarkerCount; ++i) {
+        const auto marker = std::bit_cast<LabeledMarkerRecord>(frame.labeledMarkers[i]);
+        const auto column = m_labeled.find(marker.id);
+        if (column == m_labeled.end()) continue;
+        const auto& [x, y, z] = marker.position;
+        positions[column->second] = Present({x, y, z});
+    }
+}

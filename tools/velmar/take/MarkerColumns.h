@@ -1,0 +1,45 @@
+// The markers of a recording that are the same ones from frame to frame: those of marker sets, and labelled ones.
+#ifndef VELMAR_TAKE_MARKER_COLUMNS_H
+#define VELMAR_TAKE_MARKER_COLUMNS_H
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "TarvoSDKClient.h"
+#include "export/DescribedNames.h"
+
+class MarkerColumns {
+public:
+    using Positions = std::vector<std::optional<sTriple>>; // in the server's axes; nothing where one is missing
+
+    // With every frame. What labelled markers say is known of a simulated server only.
+    void Collect(const sFrameOfMocapData& frame, bool isSimulated);
+
+    // Thereafter: names and orders them. Sets by name, then labelled markers by identifier.
+    void Settle(DescribedNames& names);
+
+    const std::vector<std::string>& Labels() const {
+        return m_labels;
+    } // "Set:Marker", "Marker7"; no two are equal
+    std::size_t Count() const { return m_labels.size(); }
+
+    // A marker with a coordinate that is no number is missing.
+    void Place(const sFrameOfMocapData& frame, Positions& positions) const;
+
+private:
+    struct Set {
+        int markers = 0; // the most that a frame had
+        std::size_t first = 0;
+    };
+    bool m_isSimulated = false;
+    std::map<std::string, Set> m_sets;
+    std::map<int, std::size_t> m_labeled; // identifier to column
+    std::vector<std::string> m_labels;
+};
+
+// Appends "_2", "_3" ... to those that have come before.
+void MakeDifferent(std::vector<std::string>& labels);
+
+#endif

@@ -1,0 +1,60 @@
+// A recording looked through from its beginning to its end: what whoever writes it down must know beforehand.
+#ifndef VELMAR_TAKE_TAKE_H
+#define VELMAR_TAKE_TAKE_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "PlateDoubt.h"
+#include "TarvoStream.h"
+#include "capture/RecordedDescriptions.h"
+#include "capture/Recording.h"
+#include "export/DescribedNames.h"
+#include "take/BodyColumns.h"
+#include "take/FrameTimeline.h"
+#include "take/MarkerColumns.h"
+#include "take/TakeRange.h"
+
+struct TakeOptions {
+    std::string file;
+    TakeRange range;
+    std::optional<FrameSpan> unloaded; // frames whose mean tells what plates read without a load
+    std::optional<double> rate;        // frames a second, in place of what the recording says
+};
+
+struct Take {
+    // Reads the file three times. Throws std::runtime_error that names it: what Survey throws, a range or unloaded
+    // frames that it does not hold, and when a signal arrives.
+    explicit Take(TakeOptions wanted);
+
+    bool IsSimulated() const { return names.simulated; }
+    std::string Name() const; // of the file, without folders and ending
+
+    TakeOptions options;
+    Recording recording;
+    RecordedDescriptions descriptions;
+    DescribedNames names;
+    FrameTimeline timeline;         // restricted to the range
+    sStreamStatistics statistics{}; // of the whole recording
+    std::vector<float> unloaded;    // as RecordedPlates takes it; empty: the first frame's
+    long long undecodable = 0;
+
+    // Of the range's frames.
+    MarkerColumns markers;
+    BodyColumns bodies;
+    std::vector<sForcePlateInfo> plates; // that are computed, in the order of the frames' samples
+    std::vector<float> plateUnloaded;    // of the channels of these, one plate's behind the other's
+    int analogChannels = 0;              // beside the plates'; the most that a frame had
+    int otherMarkers = 0;                // without a label, the most
+    int bodyMarkers = 0;                 // of rigid bodies and bones, the most
+    int labeledMarkers = 0;              // the most
+    PlateDoubt doubt;
+
+private:
+    void ReadTimes();
+    void ReadItems();
+    std::optional<double> StatedRate() const;
+};
+
+#endif
