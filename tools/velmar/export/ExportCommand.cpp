@@ -7,6 +7,7 @@
 
 #include "Commands.h"
 #include "Wording.h"
+#include "export/C3dFile.h"
 #include "export/CsvTables.h"
 #include "export/FrameObjects.h"
 #include "take/Concerns.h"
@@ -30,6 +31,7 @@ Sinks SinksOf(const Options& options, Take& take, OutputFolder& folder) {
         sinks.push_back(std::make_unique<Sink>(take, folder));
     };
     if (options.format == "csv") add(std::type_identity<CsvTables>());
+    if (options.format == "c3d") add(std::type_identity<C3dFile>());
     if (options.format == "json") add(std::type_identity<FrameObjects>());
     return sinks;
 }
