@@ -205,7 +205,7 @@ void C3dFile::Add(const TakeFrame& item) {
 }
 
 std::vector<std::string> C3dFile::Finish() {
-    std::vector<std::string> notes = LeftOutOf(m_take);
+    std::vector<std::string> notes = LeftOutOfSlots(m_take);
     if (m_take.bodies.Count() > 0)
         notes.push_back(
             fmt::format("left out: {}: C3D has points only", Counted(m_take.bodies.Count(), "body or bone pose")));

@@ -6,9 +6,11 @@
 #include <type_traits>
 
 #include "Commands.h"
+#include "UsageError.h"
 #include "Wording.h"
 #include "export/C3dFile.h"
 #include "export/CsvTables.h"
+#include "export/CsvWide.h"
 #include "export/FrameObjects.h"
 #include "take/Concerns.h"
 #include "take/RangeOptions.h"
@@ -30,7 +32,8 @@ Sinks SinksOf(const Options& options, Take& take, OutputFolder& folder) {
     const auto add = [&]<typename Sink>(std::type_identity<Sink>) {
         sinks.push_back(std::make_unique<Sink>(take, folder));
     };
-    if (options.format == "csv") add(std::type_identity<CsvTables>());
+    if (options.format == "csv")
+        options.wide ? add(std::type_identity<CsvWide>()) : add(std::type_identity<CsvTables>());
     if (options.format == "c3d") add(std::type_identity<C3dFile>());
     if (options.format == "json") add(std::type_identity<FrameObjects>());
     return sinks;
@@ -47,6 +50,7 @@ void WriteFrames(const Take& take, const Sinks& sinks, TakeFrames::Order order) 
 }
 
 int Run(const Options& options) {
+    if (options.wide && options.format != "csv") throw UsageError("--wide: is for --format csv");
     Take take(options.take);
     for (const std::string& concern : ConcernsOf(take)) fmt::print(stderr, "{}\n", concern);
     OutputFolder folder(options.directory.empty() ? take.Name() : options.directory, options.take.file,

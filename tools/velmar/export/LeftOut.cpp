@@ -13,6 +13,13 @@ std::vector<std::string> LeftOutOf(const Take& take) {
     note(take.bodyMarkers, "rigid-body marker", "which have no name");
     if (!take.IsSimulated())
         note(take.labeledMarkers, "labelled marker", "of which only the server knows what they say");
-    note(take.timeline.Repeated(), "frame", "whose number had come already");
+    return notes;
+}
+
+std::vector<std::string> LeftOutOfSlots(const Take& take) {
+    std::vector<std::string> notes = LeftOutOf(take);
+    if (take.timeline.Repeated() > 0)
+        notes.push_back(
+            fmt::format("left out: {} whose number had come already", Counted(take.timeline.Repeated(), "frame")));
     return notes;
 }

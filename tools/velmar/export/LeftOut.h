@@ -10,4 +10,7 @@
 // In a few words each; nothing that the recording does not have.
 std::vector<std::string> LeftOutOf(const Take& take);
 
+// The same for a format that has a frame for each slot.
+std::vector<std::string> LeftOutOfSlots(const Take& take);
+
 #endif
