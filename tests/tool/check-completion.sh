@@ -18,12 +18,12 @@ expect() { # expect OFFERED WORD...: the last word is the one to be completed
 
 view=
 if "$velmar" view --help >/dev/null 2>&1; then view="view "; fi
-expect "simulate watch ${view}info send record replay export doctor" ""
+expect "simulate watch ${view}info send record replay cut export doctor" ""
 expect "record replay" re
 expect "--seconds" watch --frames 3 --s
 expect "--json" doctor 127.0.0.1 --j
 expect "--output" export -o --o
-expect "csv json" export walk.pcap --format ""
+expect "csv json c3d opensim bvh" export walk.pcap --format ""
 expect "six" simulate --force-plates s
 expect "" simulate --rate ""
 expect "help rate pause resume status" send 127.0.0.1 ""

@@ -18,6 +18,7 @@ void AddInfo(CLI::App& app, int& exitCode);
 void AddSend(CLI::App& app, int& exitCode);
 void AddRecord(CLI::App& app, int& exitCode);
 void AddReplay(CLI::App& app, int& exitCode);
+void AddCut(CLI::App& app, int& exitCode);
 void AddExport(CLI::App& app, int& exitCode);
 void AddDoctor(CLI::App& app, int& exitCode);
 

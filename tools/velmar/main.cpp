@@ -84,6 +84,7 @@ int Run(int argc, char** argv) {
     AddSend(app, exitCode);
     AddRecord(app, exitCode);
     AddReplay(app, exitCode);
+    AddCut(app, exitCode);
     AddExport(app, exitCode);
     AddDoctor(app, exitCode);
     try {

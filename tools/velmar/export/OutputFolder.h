@@ -8,18 +8,19 @@
 #include <string>
 #include <string_view>
 
+#include "OutputPath.h"
+
 // What the system refuses is thrown as std::runtime_error naming the path and the reason.
 class OutputFile {
 public:
-    explicit OutputFile(std::string path); // in whose place it is to stand
-    ~OutputFile();
+    OutputFile(const std::string& path, const std::string& input, bool replaces); // as OutputPath
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
     void Write(std::string_view bytes);
 
     void Close();
-    void TakePlace(); // of a closed one
+    void TakePlace() { m_path.TakePlace(); } // of a closed one
 
 private:
     struct Release {
@@ -28,8 +29,7 @@ private:
 
     [[noreturn]] void Fail() const;
 
-    std::string m_path;
-    std::string m_partPath; // while it is written; empty thereafter
+    OutputPath m_path;
     std::unique_ptr<std::FILE, Release> m_file;
 };
 
