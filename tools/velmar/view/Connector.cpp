@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <stdexcept>
+#include <utility>
 
 #include "OwnedDescriptions.h"
 #include "view/StateMessages.h"
@@ -29,6 +30,11 @@ void Connector::AskAgain() {
         m_asks = true;
     }
     m_changed.notify_all();
+}
+
+std::optional<PlateDoubt> Connector::TakePlates() {
+    const std::lock_guard guard(m_mutex);
+    return std::exchange(m_plates, std::nullopt);
 }
 
 bool Connector::Wait(std::chrono::seconds duration) {
@@ -90,6 +96,12 @@ bool Connector::Describe() {
     const char* const reason = answered ? "the server's descriptions cannot be decoded"
                                         : "the server does not answer when asked for its descriptions";
     m_board.Publish(Topic::kDescriptions, DescriptionsMessage(server, list.get(), reason));
-    if (list != nullptr) m_client->WaitForForcePlateInit(1); // one attempt
+    if (list != nullptr) {
+        {
+            const std::lock_guard guard(m_mutex);
+            m_plates.emplace(list.get());
+        }
+        m_client->WaitForForcePlateInit(1); // one attempt
+    }
     return knowsServer && answered;
 }

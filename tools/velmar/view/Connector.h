@@ -6,10 +6,12 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 
 #include "Client.h"
+#include "PlateDoubt.h"
 #include "view/StateBoard.h"
 
 // Connects, again and again until the server is there; then publishes what the server says of its frames, and
@@ -21,6 +23,9 @@ public:
 
     bool IsConnected() const { return m_connected; }
     bool IsTrying() const { return m_trying; } // to connect: for up to 5 s nothing ends that
+
+    // Anew where the force plates lie, when that has become known; once for each answer.
+    std::optional<PlateDoubt> TakePlates();
 
     // The server may have become another one: asks it again. From any thread.
     void AskAgain();
@@ -41,7 +46,8 @@ private:
     std::condition_variable m_changed;
     bool m_isOver = false; // guarded by m_mutex, as is the next one
     bool m_asks = false;
-    std::thread m_thread; // the last member: it uses all others
+    std::optional<PlateDoubt> m_plates; // guarded too
+    std::thread m_thread;               // the last member: it uses all others
 };
 
 #endif

@@ -7,6 +7,7 @@
 #include <map>
 #include <stdexcept>
 
+#include "PlateDoubt.h"
 #include "StopSignal.h"
 #include "Wording.h"
 #include "capture/RecordedDescriptions.h"
@@ -36,14 +37,17 @@ ShownRecording::ShownRecording(const std::string& path, StateBoard& board) : m_b
 void ShownRecording::Keep(const std::string& path, const sDataDescriptions* descriptions) {
     RecordedFrames frames(path, descriptions);
     SetNames names(m_board);
+    PlateDoubt doubt(descriptions);
     while (const RecordedFrame* const item = frames.Next()) {
         FrameStamp stamp;
         stamp.place = m_frames.End();
         stamp.arrivalMs = std::chrono::duration<double, std::milli>(item->time).count();
         Follow(item->frame->frameNumber, stamp.arrivalMs);
         names.Follow(*item->frame);
+        doubt.Take(item->plates);
         m_frames.Add(*EncodeFrame(*item->frame, item->plates, stamp), stamp.arrivalMs);
     }
+    if (!doubt.Text().empty()) m_notices.push_back(doubt.Text() + " (see velmar export --unloaded)");
     if (frames.Undecodable() > 0)
         m_notices.push_back(
             fmt::format("{} could not be decoded", Counted(frames.Undecodable(), "recorded frame")));

@@ -62,6 +62,7 @@ void ShownStream::Add(const sFrameOfMocapData& frame, const sForcePlates& plates
     if (cameBack || beganAnew) m_connector->AskAgain();
     m_frames.Add(EncodeFrame(frame, plates, stamp), stamp.arrivalMs, stamp.deliveredMs);
     m_names.Follow(frame);
+    m_doubt.Take(plates);
     m_number = frame.frameNumber;
     m_timecode[0] = frame.timecode;
     m_timecode[1] = frame.timecodeSubframe;
@@ -70,6 +71,7 @@ void ShownStream::Add(const sFrameOfMocapData& frame, const sForcePlates& plates
 
 void ShownStream::Tick(std::size_t pages) {
     m_log.Settle();
+    if (auto plates = m_connector->TakePlates()) m_doubt = *std::move(plates);
     const sStreamStatistics statistics = m_client.Statistics();
     if (const auto mark = m_losses.Follow(statistics, WallMs())) m_board.Append(StateBoard::List::kLosses, *mark);
     if (m_ticks++ % kTicksBetweenStates != 0) return;
@@ -107,6 +109,12 @@ std::uint64_t ShownStream::PassedOver() const {
     return statistics.dropped;
 }
 
+std::vector<std::string> ShownStream::Notices() const {
+    const std::string doubt = m_doubt.Text();
+    if (doubt.empty()) return {};
+    return {doubt + "; start the view anew with nothing on the plates"};
+}
+
 void ShownStream::PublishStatus(const sStreamStatistics& statistics) {
     const std::string interface = JoinedInterface(statistics);
     if (statistics.interfaceState == StreamInterfaceGone) {
@@ -116,7 +124,7 @@ void ShownStream::PublishStatus(const sStreamStatistics& statistics) {
     const double silence = m_latestMs == 0 ? 0 : NowMs() - m_latestMs;
     if (m_latestMs != 0 && silence < kSilenceMs) {
         m_board.Publish(Topic::kStatus,
-                        StatusMessage("streaming", fmt::format("{} over {}", m_server, interface)));
+                        StatusMessage("streaming", fmt::format("{} over {}", m_server, interface), Notices()));
         return;
     }
     const std::string since = m_latestMs == 0 ? "yet" : fmt::format("for {:.0f} s", silence / 1000);

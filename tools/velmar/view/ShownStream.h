@@ -52,6 +52,7 @@ private:
     void Add(const sFrameOfMocapData& frame, const sForcePlates& plates, const sFrameTimes& times);
     void PublishStatistics(const sStreamStatistics& statistics, std::size_t pages);
     void PublishStatus(const sStreamStatistics& statistics);
+    std::vector<std::string> Notices() const;
     double Rate(std::uint64_t delivered);
     std::uint64_t PassedOver() const;
 
@@ -65,6 +66,7 @@ private:
     std::unique_ptr<sFrameOfMocapData> m_frame; // the record that frames are read into
     SetNames m_names;
     LossMarks m_losses;
+    PlateDoubt m_doubt;
     int m_ticks = 0;
     int m_number = 0; // of the latest frame
     std::uint32_t m_timecode[2]{};

@@ -18,6 +18,7 @@
 #include "Commands.h"
 #include "StopSignal.h"
 #include "UsageError.h"
+#include "capture/RecordingName.h"
 #include "view/EmbeddedPage.h"
 #include "view/ShownRecording.h"
 #include "view/ShownStream.h"
@@ -36,13 +37,6 @@ struct Options {
     double history = 60;
     bool opens = false;
 };
-
-bool IsRecording(const std::string& source) {
-    std::error_code ignored;
-    const std::filesystem::path path(source);
-    return std::filesystem::exists(path, ignored) || source.find('/') != std::string::npos ||
-           path.extension() == ".pcap" || path.extension() == ".pcapng";
-}
 
 bool IsLoopbackAddress(const in_addr& address) { return ntohl(address.s_addr) >> 24U == 127; }
 
@@ -129,7 +123,7 @@ void ViewRecording(const Options& options, StateBoard& board) {
 }
 
 int Run(const Options& options) {
-    const bool isRecording = IsRecording(options.source);
+    const bool isRecording = NamesRecording(options.source);
     StateBoard board;
     const double history = isRecording ? 0 : options.history;
     board.Publish(StateBoard::Topic::kHello, HelloMessage({isRecording, options.source, options.unit, history}));

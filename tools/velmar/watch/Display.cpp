@@ -72,6 +72,7 @@ std::string Summary(const StreamState& s) {
     for (int i = 0; s.plates && i < s.plates->plateCount; ++i)
         text += fmt::format("\nstrongest force on plate {}: {:.0f} N", i + 1,
                             s.peakForce[static_cast<std::size_t>(i)]);
+    if (!s.plateDoubt.empty()) text += '\n' + s.plateDoubt;
     return text;
 }
 

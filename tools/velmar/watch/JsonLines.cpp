@@ -16,6 +16,7 @@ void PrintLine(const StreamState& state, double rate, bool isLast) {
     line["frame_number"] = state.frames > 0 ? Json(state.frameNumber) : Json();
     line["timecode"] = state.frames > 0 ? Json(state.timecode) : Json();
     line.update(AsJson(state.library));
+    line["force_plate_doubt"] = state.plateDoubt.empty() ? Json() : Json(state.plateDoubt);
     if (isLast) line["final"] = true;
     fmt::print("{}\n", line.dump(-1, ' ', false, Json::error_handler_t::replace));
     std::fflush(stdout);

@@ -29,11 +29,17 @@ void StreamStatistics::OnForcePlates(sForcePlates* plates, void* self) {
     const std::lock_guard guard(statistics.m_mutex);
     StreamState& state = statistics.m_state;
     state.plates = *plates;
+    statistics.m_doubt.Take(*plates);
     for (int i = 0; i < plates->plateCount; ++i) {
         const auto& f = plates->plates[i].force;
         float& peak = state.peakForce[static_cast<std::size_t>(i)];
         peak = std::max(peak, std::hypot(f[0], f[1], f[2]));
     }
+}
+
+void StreamStatistics::Know(const sDataDescriptions& descriptions) {
+    const std::lock_guard guard(m_mutex);
+    m_doubt = PlateDoubt(&descriptions);
 }
 
 void StreamStatistics::Count(const sFrameOfMocapData& frame) {
@@ -70,6 +76,7 @@ void StreamStatistics::Follow(const sSkeletonSample& skeleton) {
 StreamState StreamStatistics::State() const {
     const std::lock_guard guard(m_mutex);
     StreamState state = m_state;
+    state.plateDoubt = m_doubt.Text();
     state.secondsOfStream = std::chrono::duration<double>(m_latest - m_first).count();
     state.silence = std::chrono::duration<double>(Clock::now() - m_latest).count();
     return state;

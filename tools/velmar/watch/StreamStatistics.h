@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 
+#include "PlateDoubt.h"
 #include "TarvoStream.h"
 
 // Where the stream stands.
@@ -26,6 +27,7 @@ struct StreamState {
     double rootPath = 0;                      // how far it has come
     std::optional<sForcePlates> plates;
     std::array<float, TARVO_MAX_FORCE_PLATES> peakForce{}; // of each plate, the strongest so far, newtons
+    std::string plateDoubt;                                // as PlateDoubt says it; as a rule empty
     sStreamStatistics library{};                           // what the library counted
 };
 
@@ -48,6 +50,9 @@ public:
     static void OnFrame(sFrameOfMocapData* frame, void* self);
     static void OnForcePlates(sForcePlates* plates, void* self);
 
+    // Where the force plates lie.
+    void Know(const sDataDescriptions& descriptions);
+
     StreamState State() const;
 
     // Waits until so many frames have come, or this long.
@@ -62,6 +67,7 @@ private:
     mutable std::mutex m_mutex;
     mutable std::condition_variable m_arrived;
     StreamState m_state;
+    PlateDoubt m_doubt;
     Clock::time_point m_first = Clock::now();
     Clock::time_point m_latest = m_first;
 };

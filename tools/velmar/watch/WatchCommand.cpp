@@ -5,9 +5,11 @@
 #include <chrono>
 #include <memory>
 #include <thread>
+#include <utility>
 
 #include "Client.h"
 #include "Commands.h"
+#include "OwnedDescriptions.h"
 #include "StopSignal.h"
 #include "StreamWords.h"
 #include "watch/Display.h"
@@ -32,7 +34,8 @@ constexpr const char* kFooter =
     "With --json each line has rate_hz, frame_number and timecode (null before the first frame), everything that\n"
     "TarvoStream.h counts, as frames_delivered, missing_never_seen, interval_p99_ns or "
     "receive_buffer_asked_bytes,\n"
-    "interface_state (joined, gone or not_joined) and interface_name. The last line has final: true, and the "
+    "interface_state (joined, gone or not_joined), interface_name, and force_plate_doubt (null, or why somebody\n"
+    "seems to have stood on a plate when it was taken for unloaded). The last line has final: true, and the "
     "rate\n"
     "of the whole time.";
 
@@ -74,7 +77,7 @@ public:
         m_client.Connect();
         m_view->Print(fmt::format("{}: version accepted", m_options.server));
         // A server without force plates, or one that does not describe itself, streams all the same.
-        std::thread plates([this] { m_client->WaitForForcePlateInit(1); });
+        std::thread plates([this] { StartPlates(); });
         const auto start = Clock::now();
         Follow();
         const Seconds waited = Clock::now() - start;
@@ -90,6 +93,14 @@ public:
     }
 
 private:
+    void StartPlates() {
+        if (m_client->WaitForForcePlateInit(1) != 0) return;
+        sDataDescriptions* list = nullptr;
+        if (m_client->GetDataDescriptions(&list) != 0) return;
+        const OwnedDescriptions owner(list);
+        if (list != nullptr) m_statistics.Know(*list);
+    }
+
     StreamState State() {
         StreamState state = m_statistics.State();
         state.library = m_client.Statistics();
@@ -103,6 +114,8 @@ private:
             const Seconds elapsed = Clock::now() - start;
             const StreamState state = State();
             if (const auto notice = m_interface.Follow(state.library)) m_view->Print(*notice);
+            if (!state.plateDoubt.empty() && !std::exchange(m_doubted, true))
+                m_view->Print(state.plateDoubt + "; start anew with nothing on the plates");
             m_view->Show(state);
             if (StopSignal::Arrived() || (m_options.seconds && elapsed.count() >= *m_options.seconds)) return;
             if (m_options.frames && state.frames >= *m_options.frames) return;
@@ -124,6 +137,7 @@ private:
     Options m_options;
     StreamStatistics m_statistics;
     InterfaceNotice m_interface;
+    bool m_doubted = false;
     std::unique_ptr<View> m_view;
     Client m_client;
 };
