@@ -12,6 +12,7 @@
 #include "export/CsvTables.h"
 #include "export/CsvWide.h"
 #include "export/FrameObjects.h"
+#include "export/TakeJson.h"
 #include "take/Concerns.h"
 #include "take/RangeOptions.h"
 
@@ -56,6 +57,7 @@ int Run(const Options& options) {
     OutputFolder folder(options.directory.empty() ? take.Name() : options.directory, options.take.file,
                         options.replaces);
     const Sinks sinks = SinksOf(options, take, folder);
+    if (options.format == "csv" || options.format == "json") WriteTakeJson(take, folder);
     WriteFrames(take, sinks, TakeFrames::Order::kArrival);
     WriteFrames(take, sinks, TakeFrames::Order::kSlots);
     std::vector<std::string> notes;

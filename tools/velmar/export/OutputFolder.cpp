@@ -4,6 +4,8 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <system_error>
 
@@ -36,6 +38,11 @@ OutputFolder::OutputFolder(std::string directory, std::string input, bool replac
 
 OutputFile& OutputFolder::Make(const std::string& name) {
     return m_files.emplace_back(m_directory + "/" + name, m_input, m_replaces);
+}
+
+bool OutputFolder::Holds(const std::string& name, std::string_view contents) const {
+    std::ifstream file(m_directory + "/" + name, std::ios::binary);
+    return file && std::string(std::istreambuf_iterator<char>(file), {}) == contents;
 }
 
 void OutputFolder::Finish() {

@@ -42,6 +42,9 @@ public:
     // A file that may be written to until Finish. Throws std::runtime_error where one of this name exists.
     OutputFile& Make(const std::string& name);
 
+    // Whether a file of this name has these contents already.
+    bool Holds(const std::string& name, std::string_view contents) const;
+
     void Finish();
 
     const std::string& Directory() const { return m_directory; }

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <cmath>
+
 #include "Wording.h"
 
 namespace {
@@ -33,11 +35,23 @@ std::string Doubt(const Take& take) {
     return text + ". Name frames in which nothing stood on a plate: --unloaded FIRST-LAST";
 }
 
+std::string DoubtfulRate(const Take& take) {
+    constexpr double kTolerance = 0.05;
+    const FrameTimeline& timeline = take.timeline;
+    if (timeline.Source() == FrameTimeline::RateSource::kUnknown && timeline.Slots() > 1)
+        return take.options.file + " tells no frame rate: a frame counts as a second. Name the rate with --rate";
+    const std::optional<double> measured = timeline.Measured();
+    if (take.options.rate || !measured || std::abs(*measured / timeline.Rate() - 1) <= kTolerance) return {};
+    return fmt::format(
+        "{}: the server states {:.6g} frames a second, they arrived at {:.6g}. Name the rate with --rate",
+        take.options.file, timeline.Rate(), *measured);
+}
+
 } // namespace
 
 std::vector<std::string> ConcernsOf(const Take& take) {
     std::vector<std::string> concerns;
-    for (std::string line : {Damage(take), MissingDescriptions(take), Doubt(take)})
+    for (std::string line : {Damage(take), MissingDescriptions(take), DoubtfulRate(take), Doubt(take)})
         if (!line.empty()) concerns.push_back(std::move(line));
     return concerns;
 }

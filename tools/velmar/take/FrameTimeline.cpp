@@ -109,9 +109,9 @@ private:
 };
 
 void FrameTimeline::Settle(std::optional<double> statedRate) {
-    const std::optional<double> measured = statedRate ? std::nullopt : RateOfArrivals();
-    m_source = statedRate ? RateSource::kStated : measured ? RateSource::kArrivals : RateSource::kUnknown;
-    m_rate = statedRate ? *statedRate : measured.value_or(1);
+    m_measured = RateOfArrivals();
+    m_source = statedRate ? RateSource::kStated : m_measured ? RateSource::kArrivals : RateSource::kUnknown;
+    m_rate = statedRate ? *statedRate : m_measured.value_or(1);
     Walk(*this).Run();
     Summarise();
 }

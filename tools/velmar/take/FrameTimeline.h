@@ -39,6 +39,7 @@ public:
 
     double Rate() const { return m_rate; } // frames a second; 1 when it is unknown
     RateSource Source() const { return m_source; }
+    std::optional<double> Measured() const { return m_measured; } // what the arrivals tell, whatever is stated
     double Seconds(long long slot) const { return static_cast<double>(slot) / m_rate; }
 
     std::size_t Added() const { return m_entries.size(); }
@@ -69,6 +70,7 @@ private:
     std::vector<Entry> m_entries;
     double m_rate = 1;
     RateSource m_source = RateSource::kUnknown;
+    std::optional<double> m_measured;
     long long m_first = 0; // slot of the range's first frame
     long long m_frames = 0;
     long long m_slots = 0;

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <filesystem>
 #include <stdexcept>
+#include <utility>
 
 #include "StopSignal.h"
 #include "capture/RecordedFrames.h"
@@ -97,10 +98,13 @@ void Take::ReadTimes() {
 
 void Take::ReadItems() {
     RecordedFrames frames(options.file, descriptions.list.get(), unloaded);
+    bool isFirst = true;
     for (std::size_t i = 0; const RecordedFrame* const item = frames.Next(); ++i) {
         if (i >= timeline.Added()) break; // the file has grown since
         if (!timeline.At(i).isIn) continue;
         const sFrameOfMocapData& frame = *item->frame;
+        if (std::exchange(isFirst, false)) firstNumber = frame.frameNumber;
+        lastNumber = frame.frameNumber;
         markers.Collect(frame, IsSimulated());
         bodies.Collect(frame);
         analogChannels = std::max(analogChannels, frame.analogCount);

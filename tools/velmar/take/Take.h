@@ -41,6 +41,8 @@ struct Take {
     long long undecodable = 0;
 
     // Of the range's frames.
+    int firstNumber = 0; // in the order of arrival
+    int lastNumber = 0;
     MarkerColumns markers;
     BodyColumns bodies;
     std::vector<sForcePlateInfo> plates; // that are computed, in the order of the frames' samples
