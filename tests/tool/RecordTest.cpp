@@ -1,4 +1,6 @@
 // Recording, replaying and exporting from outside, and capture files that others made or that are damaged.
+#include <fmt/format.h>
+
 #include <filesystem>
 #include <limits>
 #include <nlohmann/json.hpp>
@@ -116,6 +118,45 @@ TEST(Record, AReplayIsLikeTheRecordedServer) {
     EXPECT_EQ(StreamIn(Path("2.pcap")).first, StreamIn(Path("1.pcap")).first);
     EXPECT_THAT(Output("replay " + Path("1.pcap") + " --step <" + TemporaryFile("keys", "\n\n\n"), 0),
                 HasSubstr("\n3 frames played"));
+}
+
+// Its first foot stands on a force plate when the part begins, which is taken for unloaded then.
+TEST(Record, APartIsARecordingToo) {
+    {
+        Server server("--rate 100");
+        Output("record 127.0.0.1 --frames 420 -o " + Path("all.pcap"), 0);
+    }
+    const std::string part = Path("part.pcap");
+    EXPECT_THAT(Output("cut " + Path("all.pcap") + " --from 3s --to 4s -o " + part, 0), HasSubstr(": 101 frames"));
+    const std::string stream = StreamIn(part).first;
+    EXPECT_THAT(StreamIn(Path("all.pcap")).first, HasSubstr(stream));
+    const nlohmann::json info = nlohmann::json::parse(Output("info " + part + " --json", 0));
+    EXPECT_EQ(info["recording"]["frames"], 101);
+    EXPECT_EQ(info["recording"]["rate_hz"], 100);
+    EXPECT_EQ(info["recording"]["lost"], 0);
+    EXPECT_EQ(info["server"]["name"], "velmar simulated capture server");
+    const std::string pulls = "force plate 1 pulls with up to ";
+    EXPECT_THAT(std::string(info["recording"]["concerns"][0]), testing::StartsWith(pulls));
+    EXPECT_THAT(Output("info " + Path("all.pcap"), 0), testing::Not(HasSubstr(pulls)));
+    EXPECT_THAT(Output("export " + part + " -o " + Path("part.d"), 0), HasSubstr(pulls));
+    const int last = info["recording"]["last_frame_number"];
+    const std::string unloaded = fmt::format(" --unloaded {}-{}", last - 20, last);
+    EXPECT_THAT(Output("export " + part + unloaded + " -o " + Path("mended.d"), 0),
+                testing::Not(HasSubstr(pulls)));
+    {
+        ToolRun replay("replay " + part + " --loop");
+        EXPECT_THAT(replay.Line() + replay.Line(), HasSubstr("serving"));
+        const std::string lines = Output("watch 127.0.0.1 --frames 220 --json", 0);
+        EXPECT_THAT(lines, testing::ContainsRegex("\"force_plate_doubt\":\"force plate 1 .*\"final\":true"));
+    }
+    EXPECT_THAT(Output("cut " + part + " --from 1 -o " + Path("all.pcap"), 1), HasSubstr("all.pcap exists"));
+    EXPECT_THAT(Output("cut " + part + " --from 1 --force -o " + part, 1), HasSubstr("is the recording itself"));
+    EXPECT_THAT(Output("cut " + part + " --from 9s -o " + Path("none"), 1), HasSubstr("holds no frame from 9 s"));
+    EXPECT_THAT(Output("cut " + part + " --from 2.5 -o " + Path("none"), 2), HasSubstr("such as 2.5s, not '2.5'"));
+    std::filesystem::resize_file(part, std::filesystem::file_size(part) - 1);
+    EXPECT_THAT(Output("cut " + part + " --from 1 -o " + Path("rest"), 3),
+                testing::ContainsRegex("damaged.*100 frames in .* can be read"));
+    EXPECT_THAT(Output("info " + part, 3), HasSubstr("\n  100 frames in "));
 }
 
 TEST(Record, WhatIsWrittenStaysReadable) {
