@@ -1,10 +1,13 @@
 #include "export/TakeJson.h"
 
 #include <cmath>
+#include <cstring>
+#include <stdexcept>
 #include <string>
 
 #include "client/ForcePlateModel.h"
 #include "query/TakeAsJson.h"
+#include "take/SkeletonTree.h"
 
 namespace {
 
@@ -43,6 +46,34 @@ Json PlatesOf(const Take& take) {
     return list;
 }
 
+std::string NameIn(const SkeletonTree& tree, int bone) { return tree.bones[static_cast<std::size_t>(bone)].name; }
+
+// Without a hierarchy that is known, its name and identifier.
+Json SkeletonOf(const sSkeletonInfo& info, const Take& take) {
+    const std::string name(info.name, strnlen(info.name, sizeof info.name));
+    Json skeleton{{"name", name}, {"id", info.id}, {"bones", nullptr}};
+    try {
+        const SkeletonTree tree(info, take);
+        skeleton["bones"] = Json::array();
+        for (const auto& [bone, id, parent, offset, q] : tree.bones)
+            skeleton["bones"].push_back({{"name", bone},
+                                         {"id", id},
+                                         {"parent", parent < 0 ? Json() : Json(NameIn(tree, parent))},
+                                         {"offset_m", {offset.x, offset.y, offset.z}},
+                                         {"reference_orientation", {q.x, q.y, q.z, q.w}}});
+    } catch (const std::runtime_error& error) {
+        skeleton["why"] = error.what();
+    }
+    return skeleton;
+}
+
+Json SkeletonsOf(const Take& take) {
+    Json list = Json::array();
+    for (const sSkeletonInfo* const info : SkeletonsIn(take.descriptions.list.get()))
+        list.push_back(SkeletonOf(*info, take));
+    return list;
+}
+
 Json LostOf(const Take& take) {
     Json gaps = Json::array();
     long long frames = 0;
@@ -77,6 +108,7 @@ Json Document(const Take& take) {
                           {"force_plates", take.plates.size()},
                           {"unlabelled_markers_most", take.otherMarkers}};
     document["force_plates"] = PlatesOf(take);
+    document["skeletons"] = SkeletonsOf(take);
     document["lost"] = LostOf(take);
     return document;
 }
