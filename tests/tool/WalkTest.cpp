@@ -10,6 +10,7 @@
 
 #include "AppDataModel.h"
 #include "OwnedDescriptions.h"
+#include "UsageError.h"
 #include "client/ForcePlateModel.h"
 #include "motion/Gait.h"
 #include "motion/MotionFile.h"
@@ -164,6 +165,11 @@ TEST(Walk, ThePlatesMeasureTheSteps) {
     }
     EXPECT_GT(loaded[0], 55); // of the 67 samples of a stance
     EXPECT_GT(loaded[1], 55);
+}
+
+TEST(Walk, ARecordingWithoutALengthIsRefused) {
+    for (const auto& [frames, frameTime] : {std::pair(1, "0.01"), std::pair(3, "0")})
+        EXPECT_THROW(ThreeBones(frames, frameTime, 1), UsageError) << frameTime;
 }
 
 // Frame for frame at the rate that the file's rounded frame time stands for, and anew from the file's first frame.

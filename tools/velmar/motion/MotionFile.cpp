@@ -118,7 +118,8 @@ MotionFile::MotionFile(const std::string& path, UpAxis up, std::optional<double>
     m_rate = RateOf(*m_animation);
     const double last = LastKey(*m_animation);
     m_frames = last + 1; // the last one stays as long as any other before the motion begins anew
-    if (!(last > 0)) throw UsageError(fmt::format("--motion {}: the animation has no length", path));
+    if (!(last > 0 && m_frames / m_rate > 0))
+        throw UsageError(fmt::format("--motion {}: the animation has no length", path));
     if (up == UpAxis::kY) aiMatrix4x4::RotationX(static_cast<float>(std::acos(0.0)), m_toVolume);
     m_scaleGuessed = !scale.has_value();
     m_scale = m_scaleGuessed ? GuessScale() : *scale;
