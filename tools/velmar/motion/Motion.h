@@ -12,10 +12,10 @@ struct Joint {
     int parent; // index of the parent, always before the child; -1 for the root
 };
 
-// In the axes of the capture volume: metres, z up.
+// In the axes of the capture volume, whatever the joint's parent does: metres, z up.
 struct JointPose {
     aiVector3D position;
-    aiQuaternion orientation;
+    aiQuaternion orientation; // turns the joint's own axes into the volume's
 };
 
 // What the ground does to one foot, in the axes of the capture volume.
@@ -35,6 +35,10 @@ public:
 
     virtual const std::vector<Joint>& Joints() const = 0;
     virtual std::vector<JointPose> PoseAt(double seconds) const = 0; // one for each joint
+
+    // The pose that tells where each joint sits on its parent.
+    virtual std::vector<JointPose> ReferencePose() const { return PoseAt(0); }
+
     virtual std::vector<GroundContact> ContactsAt(double seconds) const = 0;
     virtual std::string Summary() const = 0; // one line for the user
 };

@@ -18,7 +18,7 @@ namespace {
 // over 0.45 of a widely used collection of recordings.
 constexpr double kUnits[] = {1.0, 0.01, 0.001, 0.0254, 0.0254 / 0.45};
 constexpr double kPersonHeight = 1.7;
-constexpr double kDefaultTicksPerSecond = 25; // for files that state none
+constexpr double kDefaultRate = 25; // frames a second, for files that state none
 
 // The first key after this time, or the last one.
 template <typename Key>
@@ -38,6 +38,7 @@ float Fraction(const Key& from, const Key& to, double ticks) {
 aiVector3D VectorAt(const aiVectorKey* keys, unsigned int count, double ticks, const aiVector3D& otherwise) {
     if (count == 0) return otherwise;
     const unsigned int next = NextKey(keys, count, ticks);
+    if (keys[next].mTime <= ticks) return keys[next].mValue;
     const aiVectorKey& from = keys[next == 0 ? 0 : next - 1];
     return from.mValue + (keys[next].mValue - from.mValue) * Fraction(from, keys[next], ticks);
 }
@@ -49,7 +50,7 @@ aiQuaternion RotationAt(const aiNodeAnim& channel, double ticks) {
     const aiQuatKey& to = channel.mRotationKeys[next];
     aiQuaternion result;
     aiQuaternion::Interpolate(result, from.mValue, to.mValue, Fraction(from, to, ticks));
-    return result;
+    return result.Normalize(); // between keys it is a little shorter, which would shorten the bones below
 }
 
 aiMatrix4x4 TransformAt(const aiNodeAnim& channel, double ticks) {
@@ -71,8 +72,27 @@ double LastKey(const aiAnimation& animation) {
     return last;
 }
 
-double TicksPerSecond(const aiAnimation& animation) {
-    return animation.mTicksPerSecond > 0 ? animation.mTicksPerSecond : kDefaultTicksPerSecond;
+// A frame time is written as a rounded decimal and read as a float: the rate is the one that was meant, as long as
+// no more was lost than that takes. Six decimals of 1/120 s are 4e-5 away from it; 24 and 23.976 are 1e-3 apart.
+double RateOf(const aiAnimation& animation) {
+    const double stated = animation.mTicksPerSecond > 0 ? animation.mTicksPerSecond : kDefaultRate;
+    constexpr double kTelevision = 1000.0 / 1001;
+    constexpr double kDecimals = 1e7; // of a frame time in seconds that is no other rate's rounding
+    const struct {
+        double rate, tolerance;
+    } meant[] = {{std::round(stated), 1e-4},
+                 {std::round(stated / kTelevision) * kTelevision, 1e-4},
+                 {kDecimals / std::round(kDecimals / stated), 1e-7}};
+    for (const auto& [rate, tolerance] : meant)
+        if (std::abs(rate / stated - 1) < tolerance) return rate;
+    return stated;
+}
+
+// A time that means a whole frame is one, on whichever side of it the arithmetic has left it.
+double Snapped(double frame) {
+    constexpr double kRounding = 1e-6;
+    const double whole = std::round(frame);
+    return std::abs(frame - whole) < kRounding ? whole : frame;
 }
 
 const aiNodeAnim* FindChannel(const aiAnimation& animation, const aiString& name) {
@@ -95,10 +115,11 @@ MotionFile::MotionFile(const std::string& path, UpAxis up, std::optional<double>
     if (m_joints.empty() || m_joints.size() > TARVO_MAX_SKELETON_BODIES)
         throw UsageError(fmt::format("--motion {}: {} animated joints, a skeleton holds 1 to {}", path,
                                      m_joints.size(), +TARVO_MAX_SKELETON_BODIES));
-    // The last frame stays as long as any other before the motion begins anew.
-    const double frames = std::max(1.0, std::round(LastKey(*m_animation)));
-    m_seconds = LastKey(*m_animation) * (frames + 1) / frames / TicksPerSecond(*m_animation);
-    if (!(m_seconds > 0)) throw UsageError(fmt::format("--motion {}: the animation has no length", path));
+    m_rate = RateOf(*m_animation);
+    const double last = LastKey(*m_animation);
+    m_frames = last + 1; // the last one stays as long as any other before the motion begins anew
+    if (!(last > 0 && m_frames / m_rate > 0))
+        throw UsageError(fmt::format("--motion {}: the animation has no length", path));
     if (up == UpAxis::kY) aiMatrix4x4::RotationX(static_cast<float>(std::acos(0.0)), m_toVolume);
     m_scaleGuessed = !scale.has_value();
     m_scale = m_scaleGuessed ? GuessScale() : *scale;
@@ -119,19 +140,24 @@ void MotionFile::Collect(const aiNode& node, int parent, int parentJoint) {
         Collect(*node.mChildren[i], self, channel != nullptr ? joint : parentJoint);
 }
 
-std::vector<aiMatrix4x4> MotionFile::WorldTransforms(double ticks) const {
+std::vector<aiMatrix4x4> MotionFile::WorldTransforms(std::optional<double> frame) const {
     std::vector<aiMatrix4x4> world(m_nodes.size());
     for (std::size_t i = 0; i < m_nodes.size(); ++i) {
         const Node& node = m_nodes[i];
-        const aiMatrix4x4 own = node.channel != nullptr ? TransformAt(*node.channel, ticks) : node.rest;
+        const bool moves = node.channel != nullptr && frame;
+        const aiMatrix4x4 own = moves ? TransformAt(*node.channel, *frame) : node.rest;
         world[i] = (node.parent < 0 ? m_toVolume : world[static_cast<std::size_t>(node.parent)]) * own;
     }
     return world;
 }
 
 std::vector<JointPose> MotionFile::PoseAt(double seconds) const {
-    const double ticks = std::fmod(seconds, m_seconds) * TicksPerSecond(*m_animation);
-    const std::vector<aiMatrix4x4> world = WorldTransforms(ticks);
+    return Poses(WorldTransforms(std::fmod(Snapped(seconds * m_rate), m_frames)));
+}
+
+std::vector<JointPose> MotionFile::ReferencePose() const { return Poses(WorldTransforms({})); }
+
+std::vector<JointPose> MotionFile::Poses(const std::vector<aiMatrix4x4>& world) const {
     std::vector<JointPose> poses(m_joints.size());
     for (std::size_t i = 0; i < m_nodes.size(); ++i) {
         if (m_nodes[i].joint < 0) continue;
@@ -157,6 +183,7 @@ double MotionFile::GuessScale() const {
 }
 
 std::string MotionFile::Summary() const {
-    return fmt::format("{}: {}, {:.2f} s, scale {:.6g} m a unit{}", m_path, Counted(m_joints.size(), "joint"),
-                       m_seconds, m_scale, m_scaleGuessed ? " (as tall as a person; --scale sets another)" : "");
+    return fmt::format("{}: {}, {:.2f} s at {:.8g} Hz, scale {:.6g} m a unit{}", m_path,
+                       Counted(m_joints.size(), "joint"), m_frames / m_rate, m_rate, m_scale,
+                       m_scaleGuessed ? " (as tall as a person; --scale sets another)" : "");
 }

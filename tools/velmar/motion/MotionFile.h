@@ -18,7 +18,8 @@ struct aiScene;
 enum class UpAxis { kY, kZ };
 
 // The first animation of any file that Assimp reads. Joints are the animated nodes. A file knows nothing of
-// the ground: there are no contacts.
+// the ground: there are no contacts. Every pass has the file's own frames, at the file's rate; a frame is what
+// the file counts its time in.
 class MotionFile : public Motion {
 public:
     // Without a scale, the one among the usual units that makes the figure most nearly as tall as a person.
@@ -28,6 +29,7 @@ public:
 
     const std::vector<Joint>& Joints() const override { return m_joints; }
     std::vector<JointPose> PoseAt(double seconds) const override;
+    std::vector<JointPose> ReferencePose() const override; // the file's rest pose: the animation left out
     std::vector<GroundContact> ContactsAt(double /*seconds*/) const override { return {}; }
     std::string Summary() const override;
 
@@ -41,7 +43,8 @@ private:
     };
 
     void Collect(const aiNode& node, int parent, int parentJoint);
-    std::vector<aiMatrix4x4> WorldTransforms(double ticks) const;
+    std::vector<aiMatrix4x4> WorldTransforms(std::optional<double> frame) const; // at rest without one
+    std::vector<JointPose> Poses(const std::vector<aiMatrix4x4>& world) const;
     double GuessScale() const;
 
     std::string m_path;
@@ -52,7 +55,8 @@ private:
     aiMatrix4x4 m_toVolume; // the file's axes to z up
     double m_scale = 1;
     bool m_scaleGuessed = false;
-    double m_seconds = 0; // one round
+    double m_rate = 0;   // frames a second
+    double m_frames = 0; // of one pass
 };
 
 #endif

@@ -74,30 +74,34 @@ void AddMarkerSet(BodyBuilder& body, const FrameComposer& composer, int figure) 
              FigureName(figure));
 }
 
-sRigidBodyInfo Describe(const std::string& name, int parentId, const sRigidBodySample& body,
-                        const float (&parentPosition)[3]) {
-    RigidBodyRecord record{};
+constexpr std::int32_t kNoParent = -1;
+
+sRigidBodyInfo Describe(const std::string& name, std::int32_t id, std::int32_t parentId, const aiVector3D& offset,
+                        const aiQuaternion& q) {
+    RigidBodyRecord record{{}, id, parentId, {offset.x, offset.y, offset.z}, {q.x, q.y, q.z, q.w}};
     SetName(record.name, name);
-    record.id = body.id;
-    record.parentId = parentId;
-    for (int i = 0; i < 3; ++i) record.offset[i] = body.position[i] - parentPosition[i];
-    std::copy(std::begin(body.orientation), std::end(body.orientation), record.orientation);
     return std::bit_cast<sRigidBodyInfo>(record);
 }
 
-constexpr float kOrigin[3] = {0, 0, 0};
+aiVector3D InAxesOf(const JointPose& parent, const aiVector3D& position) {
+    aiQuaternion intoParent = parent.orientation;
+    return intoParent.Conjugate().Rotate(position - parent.position);
+}
 
 void AddSkeleton(BodyBuilder& body, const FrameComposer& composer, const sSkeletonSample& skeleton, int figure) {
     const std::vector<Joint>& joints = composer.Figure().Joints();
+    const std::vector<JointPose> poses = composer.Figure().ReferencePose();
     const auto info = std::make_unique<sSkeletonInfo>();
     SetName(info->name, FigureName(figure));
     info->id = skeleton.id;
     info->rigidBodyCount = skeleton.rigidBodyCount;
     for (std::size_t k = 0; k < joints.size(); ++k) {
         const int parent = joints[k].parent;
-        const auto& from = parent < 0 ? kOrigin : skeleton.rigidBodies[parent].position;
-        info->rigidBodies[k] =
-            Describe(joints[k].name, parent < 0 ? -1 : BoneId(parent), skeleton.rigidBodies[k], from);
+        const bool top = parent < 0;
+        const aiVector3D offset = top ? poses[k].position + FigureOffset(figure)
+                                      : InAxesOf(poses[static_cast<std::size_t>(parent)], poses[k].position);
+        info->rigidBodies[k] = Describe(joints[k].name, skeleton.rigidBodies[k].id,
+                                        top ? kNoParent : BoneId(parent), offset, poses[k].orientation);
     }
     body.Add(DescSkeleton, info.get(), kNamedListHead + sizeof info->id + joints.size() * sizeof(sRigidBodyInfo),
              "skeleton", FigureName(figure));
@@ -139,7 +143,10 @@ DescriptionBody DescribeStream(FrameComposer& composer) {
     AddLabeledMarkers(body, composer);
     for (int i = 0; i < frame.rigidBodyCount; ++i) {
         const std::string name = fmt::format("Body{}", i + 1);
-        sRigidBodyInfo info = Describe(name, -1, frame.rigidBodies[i], kOrigin);
+        const sRigidBodySample& sample = frame.rigidBodies[i];
+        const auto& [px, py, pz] = sample.position;
+        const auto& [x, y, z, w] = sample.orientation;
+        sRigidBodyInfo info = Describe(name, sample.id, kNoParent, {px, py, pz}, {w, x, y, z});
         body.Add(DescRigidBody, &info, kTypeSize + sizeof info, "rigid body", name);
     }
     return body.Take();

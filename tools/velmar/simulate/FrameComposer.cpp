@@ -25,8 +25,7 @@ aiVector3D GridPlace(int index, int columns, float spacing) {
     return {static_cast<float>(place.rem) * spacing, static_cast<float>(place.quot) * spacing, 0};
 }
 
-// Figures other than the first walk beside it, each in a phase of its own.
-aiVector3D FigureOffset(int figure) { return GridPlace(figure, 10, 6.0F); }
+// Each figure is at another place of its motion.
 double FigurePhase(int figure) { return 0.37 * figure; }
 
 // What belongs to nobody stands beside the walk in rows, at a height of its own.
@@ -53,6 +52,8 @@ void CheckAmount(const char* option, int value, int bound) {
 } // namespace
 
 std::string FigureName(int figure) { return fmt::format("Figure{}", figure + 1); }
+
+aiVector3D FigureOffset(int figure) { return GridPlace(figure, 10, 6.0F); }
 
 FrameComposer::FrameComposer(const Motion& motion, const ForcePlateRig& plates, const Load& load)
     : m_motion(motion), m_plates(plates), m_load(load), m_frame(std::make_unique<sFrameOfMocapData>()) {

@@ -27,6 +27,9 @@ inline std::int32_t FreeBodyId(int body) { return 1001 + body; }
 
 std::string FigureName(int figure); // of its marker set and its skeleton
 
+// Figures other than the first walk beside it, so far from where their motion has them.
+aiVector3D FigureOffset(int figure);
+
 class FrameComposer {
 public:
     static constexpr int kFreeBodyMarkers = 4;

@@ -11,13 +11,16 @@
 
 #include "TarvoSDKClient.h"
 
-// A rigid body of a description list, and each bone of a skeleton.
+// A rigid body of a description list, and each bone of a skeleton, in the reference pose: of a skeleton that of
+// its motion, of a free rigid body the one in which the stream begins. The poses of frames are global, so a bone
+// that keeps its length is at parentPosition + parentOrientation.Rotate(offset) in every one of them.
 struct RigidBodyRecord {
     char name[TARVO_NAME_SIZE];
     std::int32_t id;
     std::int32_t parentId; // -1: none
-    float offset[3];       // from the parent at the first frame, metres
-    float orientation[4];  // at the first frame, quaternion x, y, z, w
+    float offset[3];       // from the parent's origin, in the parent's own axes; without a parent the position in
+                           // the volume; metres
+    float orientation[4];  // in the volume, quaternion x, y, z, w
 };
 static_assert(sizeof(RigidBodyRecord) == sizeof(sRigidBodyInfo));
 
