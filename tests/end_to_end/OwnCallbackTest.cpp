@@ -71,19 +71,24 @@ TEST_F(OwnCallbackTest, AQueryWhoseLineShutsItsClientDownComesBackAndTheClientEn
 // Those behind it have been taken off the socket already, in the same call.
 TEST_F(OwnCallbackTest, NoFrameComesAfterTheOneInWhichItsClientIsShutDown) {
     static std::atomic<bool> sent;
+    static std::atomic<bool> ended;
     static Arrivals<int> frames;
-    sent = false;
+    sent = ended = false;
     ASSERT_EQ(Start(client), 0);
     const auto see = [](sFrameOfMocapData* frame, void* self) {
         frames.Add(frame->frameNumber);
         sent.wait(false); // until the others wait in the socket
-        if (frame->frameNumber == 2) Uninitialize(self);
+        if (frame->frameNumber != 2) return;
+        Uninitialize(self);
+        ended = true;
+        ended.notify_all();
     };
     SetDataCallback(client, see, client);
     for (const int number : {1, 2, 3, 4}) server.Multicast(FrameBody(number));
     sent = true;
     sent.notify_all();
     frames.Take(2);
+    ended.wait(false);
     EXPECT_EQ(Start(client), 0) << "a later start completes the end";
     EXPECT_EQ(log.Count("shut down from its own callback"), 1);
     EXPECT_EQ(frames.Take(0), std::vector<int>{});

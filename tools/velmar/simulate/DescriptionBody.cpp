@@ -74,8 +74,6 @@ void AddMarkerSet(BodyBuilder& body, const FrameComposer& composer, int figure) 
              FigureName(figure));
 }
 
-constexpr std::int32_t kNoParent = -1;
-
 sRigidBodyInfo Describe(const std::string& name, std::int32_t id, std::int32_t parentId, const aiVector3D& offset,
                         const aiQuaternion& q) {
     RigidBodyRecord record{{}, id, parentId, {offset.x, offset.y, offset.z}, {q.x, q.y, q.z, q.w}};

@@ -11,6 +11,8 @@
 
 #include "TarvoSDKClient.h"
 
+inline constexpr std::int32_t kNoParent = -1;
+
 // A rigid body of a description list, and each bone of a skeleton, in the reference pose: of a skeleton that of
 // its motion, of a free rigid body the one in which the stream begins. The poses of frames are global, so a bone
 // that keeps its length is at parentPosition + parentOrientation.Rotate(offset) in every one of them.

@@ -14,8 +14,6 @@
 
 namespace {
 
-constexpr std::int32_t kNoParent = -1;
-
 std::string NameOf(const char (&name)[TARVO_NAME_SIZE]) { return {name, strnlen(name, sizeof name)}; }
 
 // Nothing for values that are no rotation. Single precision leaves the length of one within a millionth.
