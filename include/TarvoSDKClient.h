@@ -20,8 +20,21 @@
  * Times are milliseconds. Positions, orientations and sizes are the server's: the library carries these numbers
  * unchanged and computes only the force-plate records. Nothing in the protocol binds a server to a unit or an
  * order. What this header and the tool velmar go by is the convention of the simulated server that comes with it:
- * metres in right-handed axes of the capture volume, orientations as unit quaternions in the order x, y, z, w,
- * marker sizes as diameters, residuals as mean distances.
+ * metres in right-handed axes of the capture volume with z up, orientations as unit quaternions in the order x, y,
+ * z, w, marker sizes as diameters, residuals as mean distances, and the timecode with 30 frames a second.
+ *
+ * ## Global and local
+ * By the same convention positions and orientations in frames are global, those of bones too: in the volume's
+ * axes, never relative to a parent. An orientation turns the body's own axes into the volume's. Descriptions
+ * tell what is local (see sRigidBodyInfo): each bone's parent, and its offset from it in the parent's own axes. A
+ * bone that keeps its length is there in every frame, from its parent's sample and its own offset:
+ * @code
+ * const float *p = parent->position, *q = parent->orientation, *o = offset;
+ * const float t[3] = {q[1] * o[2] - q[2] * o[1], q[2] * o[0] - q[0] * o[2], q[0] * o[1] - q[1] * o[0]};
+ * const float u[3] = {q[1] * t[2] - q[2] * t[1], q[2] * t[0] - q[0] * t[2], q[0] * t[1] - q[1] * t[0]};
+ * for (int i = 0; i < 3; ++i) position[i] = p[i] + o[i] + 2 * (q[3] * t[i] + u[i]);
+ * @endcode
+ * Its orientation relative to the parent is the parent's conjugate, (-x, -y, -z, w), times its own.
  *
  * ## Threads
  * One client may be used from several threads, except that starting, stopping, setting callbacks and
@@ -77,7 +90,7 @@ typedef struct sMarkerSetSample {
     sTriple* markers;           /**< [markerCount], owned by the frame */
 } sMarkerSetSample;
 
-/** One rigid body, of a frame or of a skeleton (then also called a bone). */
+/** One rigid body, of a frame or of a skeleton (then also called a bone); by convention its pose is global. */
 typedef struct sRigidBodySample {
     int32_t id;               /**< given by the server */
     float position[3];        /**< x, y, z in the server's length unit */
@@ -129,7 +142,7 @@ typedef struct sFrameOfMocapData {
     int32_t analogCount;                                            /**< 0..32 */
     float analogValues[TARVO_MAX_ANALOG_VALUES]; /**< without the channels of computed force plates */
     uint32_t timecode;                           /**< hours, minutes, seconds, frames: a byte each, hours on top */
-    uint32_t timecodeSubframe;                   /**< given by the server */
+    uint32_t timecodeSubframe;                   /**< given by the server; by convention hundredths of a frame */
     uint32_t auxValue32;                         /**< carried from the server unchanged */
     uint64_t auxValue64;                         /**< carried from the server unchanged */
     uint16_t flags;                              /**< the server's flag word */
@@ -155,7 +168,10 @@ typedef struct sMarkerSetInfo {
     char** markerNames;         /**< [markerCount] buffers of 256 bytes each; all owned by the list */
 } sMarkerSetInfo;
 
-/** A rigid-body description, carried as the server sends it. */
+/** A rigid-body description, carried as the server sends it. The simulated server writes a name of 256 bytes, the
+ * identifier and that of the parent (int32_t, -1 for none), an offset (3 floats, metres) and an orientation (4
+ * floats, x, y, z, w), of a reference pose: the orientation is global, the offset leads from the parent's origin
+ * to the body's in the parent's own axes, and is the position in the volume where there is no parent. */
 typedef struct sRigidBodyInfo {
     uint32_t words[73]; /**< as sent */
 } sRigidBodyInfo;

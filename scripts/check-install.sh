@@ -9,10 +9,14 @@ root=$work/root
 
 if [ "${1:-}" = --inside ]; then
   failed=0
-  for program in "$work"/*/{print_frames{,_c},poll_queue,force_plates,worker_thread,{watch_silence,event_loop}_c,descriptions}; do
+  for program in "$work"/*/{print_frames{,_c},poll_queue,force_plates,worker_thread,{watch_silence,event_loop}_c,descriptions,skeleton}; do
     [ -x "$program" ] || continue
     wanted='^frame [0-9]+'
-    [ "${program##*/}" != descriptions ] || wanted='^skeleton [0-9]+ Figure1: [1-9][0-9]* bones$'
+    case ${program##*/} in
+      descriptions) wanted='^skeleton [0-9]+ Figure1: [1-9][0-9]* bones$' ;;
+      # It keeps its length, so its place on its parent is that of the description.
+      skeleton) wanted='^  LeftLeg +translation  [- ]0\.0000  [- ]0\.0000  -0\.4500 ' ;;
+    esac
     # They end in both ways, as far as they know both: some after so many frames, some on Ctrl-C.
     ending=(timeout 30 "$program" 127.0.0.1 20)
     case $program in
@@ -35,6 +39,10 @@ if [ "${1:-}" = --example-server ]; then
   for program in print_frames descriptions; do timeout 10 "$2/$program" 127.0.0.1 20 >"$2/$program.out"; done
   grep -c '^frame [0-9]*' "$2/print_frames.out" | grep -qx 20
   grep -qx 'marker set Circle: tip' "$2/descriptions.out"
+  code=0
+  timeout 10 "$2/skeleton" 127.0.0.1 2>"$2/skeleton.out" || code=$?
+  [ "$code" = 1 ]
+  grep -q '^the server does not say what it is: the names and parents of its bones ' "$2/skeleton.out"
   echo "a server of the examples serves them"
   exit 0
 fi
