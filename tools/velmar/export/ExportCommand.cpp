@@ -10,6 +10,7 @@
 #include "Commands.h"
 #include "UsageError.h"
 #include "Wording.h"
+#include "export/BvhFiles.h"
 #include "export/C3dFile.h"
 #include "export/CsvTables.h"
 #include "export/CsvWide.h"
@@ -41,6 +42,7 @@ Sinks SinksOf(const Options& options, Take& take, OutputFolder& folder) {
         options.wide ? add(std::type_identity<CsvWide>()) : add(std::type_identity<CsvTables>());
     if (options.format == "c3d") add(std::type_identity<C3dFile>());
     if (options.format == "json") add(std::type_identity<FrameObjects>());
+    if (options.format == "bvh") add(std::type_identity<BvhFiles>());
     if (options.format == "opensim" && take.markers.Count() > 0) add(std::type_identity<TrcFile>());
     if (options.format == "opensim" && take.plateFrames > 0) add(std::type_identity<MotFile>());
     if (sinks.empty())

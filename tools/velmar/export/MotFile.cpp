@@ -39,7 +39,8 @@ void MotFile::Add(const TakeFrame& item) {
     std::string row = fmt::format("{:.9f}", item.seconds);
     for (std::size_t i = 0; i < m_take.plates.size(); ++i) {
         const auto& [force, point, moment] = item.plates.plates[i];
-        for (const aiVector3t<double>& v : {YUp(VectorOf(force)), YUp(VectorOf(point)), YUp({0, 0, moment})})
+        for (const aiVector3t<double>& v :
+             {YUp(VectorOf(force)), YUp(VectorOf(point)), YUp(aiVector3t<double>(0, 0, moment))})
             fmt::format_to(std::back_inserter(row), "\t{:.6f}\t{:.6f}\t{:.6f}", v.x, v.y, v.z);
     }
     m_file.Write(row + '\n');

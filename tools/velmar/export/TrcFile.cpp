@@ -41,7 +41,7 @@ void TrcFile::Add(const TakeFrame& item) {
             row += "\t\t\t";
             continue;
         }
-        const aiVector3t<double> at = YUp({p->x, p->y, p->z}) * kMillimetres;
+        const aiVector3t<double> at = YUp(aiVector3t<double>(p->x, p->y, p->z)) * kMillimetres;
         fmt::format_to(std::back_inserter(row), "\t{:.6f}\t{:.6f}\t{:.6f}", at.x, at.y, at.z);
     }
     m_file.Write(row + '\n');
