@@ -1,18 +1,23 @@
 // velmar export: a recording in the formats of other programs.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <stdexcept>
 #include <type_traits>
 
 #include "Commands.h"
 #include "UsageError.h"
 #include "Wording.h"
+#include "export/BvhFiles.h"
 #include "export/C3dFile.h"
 #include "export/CsvTables.h"
 #include "export/CsvWide.h"
 #include "export/FrameObjects.h"
+#include "export/MotFile.h"
 #include "export/TakeJson.h"
+#include "export/TrcFile.h"
 #include "take/Concerns.h"
 #include "take/RangeOptions.h"
 
@@ -37,6 +42,11 @@ Sinks SinksOf(const Options& options, Take& take, OutputFolder& folder) {
         options.wide ? add(std::type_identity<CsvWide>()) : add(std::type_identity<CsvTables>());
     if (options.format == "c3d") add(std::type_identity<C3dFile>());
     if (options.format == "json") add(std::type_identity<FrameObjects>());
+    if (options.format == "bvh") add(std::type_identity<BvhFiles>());
+    if (options.format == "opensim" && take.markers.Count() > 0) add(std::type_identity<TrcFile>());
+    if (options.format == "opensim" && take.plateFrames > 0) add(std::type_identity<MotFile>());
+    if (sinks.empty())
+        throw std::runtime_error(options.take.file + " has neither markers nor computed force plates");
     return sinks;
 }
 
@@ -62,7 +72,8 @@ int Run(const Options& options) {
     WriteFrames(take, sinks, TakeFrames::Order::kSlots);
     std::vector<std::string> notes;
     for (const auto& sink : sinks)
-        for (std::string& note : sink->Finish()) notes.push_back(std::move(note));
+        for (std::string& note : sink->Finish()) // what two files of a format leave out is said once
+            if (std::find(notes.begin(), notes.end(), note) == notes.end()) notes.push_back(std::move(note));
     folder.Finish();
     const long long frames = take.timeline.Frames() + take.timeline.Repeated();
     fmt::print("{} exported into {}{}\n", Counted(frames, "frame"), folder.Directory(),

@@ -23,3 +23,14 @@ std::vector<std::string> LeftOutOfSlots(const Take& take) {
             fmt::format("left out: {} whose number had come already", Counted(take.timeline.Repeated(), "frame")));
     return notes;
 }
+
+std::vector<std::string> LeftOutOfOpenSim(const Take& take) {
+    std::vector<std::string> notes = LeftOutOfSlots(take);
+    if (take.bodies.Count() > 0)
+        notes.push_back(fmt::format("left out: {}: the files have points only",
+                                    Counted(take.bodies.Count(), "body or bone pose")));
+    if (take.analogChannels > 0)
+        notes.push_back(fmt::format("left out: {} behind those of force plates",
+                                    Counted(take.analogChannels, "analog channel")));
+    return notes;
+}

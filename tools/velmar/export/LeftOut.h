@@ -13,4 +13,7 @@ std::vector<std::string> LeftOutOf(const Take& take);
 // The same for a format that has a frame for each slot.
 std::vector<std::string> LeftOutOfSlots(const Take& take);
 
+// The same for OpenSim's files: markers and force plates.
+std::vector<std::string> LeftOutOfOpenSim(const Take& take);
+
 #endif

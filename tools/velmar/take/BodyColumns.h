@@ -19,6 +19,7 @@ public:
 
     const std::vector<std::string>& Labels() const { return m_labels; } // "body Stick", "bone Ann:Hips"
     std::size_t Count() const { return m_labels.size(); }
+    std::size_t RigidBodies() const { return m_bodies.size(); } // of these, that are no bones
 
     // Null where one is missing. As long as the frame.
     void Place(const sFrameOfMocapData& frame, std::vector<const sRigidBodySample*>& bodies) const;

@@ -14,17 +14,7 @@
 
 namespace {
 
-std::string NameOf(const char (&name)[TARVO_NAME_SIZE]) { return {name, strnlen(name, sizeof name)}; }
-
-// Nothing for values that are no rotation. Single precision leaves the length of one within a millionth.
-std::optional<aiQuaterniont<double>> RotationOf(const float (&xyzw)[4]) {
-    constexpr double kTolerance = 1e-3;
-    const auto& [x, y, z, w] = xyzw;
-    aiQuaterniont<double> rotation(w, x, y, z);
-    const double length = std::hypot(std::hypot(rotation.x, rotation.y), std::hypot(rotation.z, rotation.w));
-    if (!(std::abs(length - 1) < kTolerance)) return std::nullopt;
-    return rotation.Normalize();
-}
+std::string TextOf(const char (&name)[TARVO_NAME_SIZE]) { return {name, strnlen(name, sizeof name)}; }
 
 // Why these bones are no hierarchy; empty when they are one. Gives each bone its parent and finds the root.
 class Hierarchy {
@@ -84,7 +74,7 @@ private:
 } // namespace
 
 SkeletonTree::SkeletonTree(const sSkeletonInfo& description, const Take& take)
-    : name(NameOf(description.name)), id(description.id) {
+    : name(TextOf(description.name)), id(description.id) {
     const auto refuse = [&](const std::string& why) {
         throw std::runtime_error(fmt::format("{}: the skeleton {:?} {}", take.options.file, name, why));
     };
@@ -98,8 +88,8 @@ SkeletonTree::SkeletonTree(const sSkeletonInfo& description, const Take& take)
             refuse(
                 fmt::format("has the bone {:?} at an offset that is no number or an orientation that is no "
                             "rotation",
-                            NameOf(record.name)));
-        bones.push_back({NameOf(record.name), record.id, -1, {x, y, z}, *orientation});
+                            TextOf(record.name)));
+        bones.push_back({TextOf(record.name), record.id, -1, {x, y, z}, *orientation});
     }
     const std::string fault = Hierarchy(*this, records).Fault();
     if (!fault.empty()) refuse(fault);
@@ -113,4 +103,13 @@ std::vector<const sSkeletonInfo*> SkeletonsIn(const sDataDescriptions* descripti
             skeletons.push_back(static_cast<const sSkeletonInfo*>(entry.data));
     }
     return skeletons;
+}
+
+std::optional<aiQuaterniont<double>> RotationOf(const float (&xyzw)[4]) {
+    constexpr double kTolerance = 1e-2; // more than single precision and interpolation leave
+    const auto& [x, y, z, w] = xyzw;
+    aiQuaterniont<double> rotation(w, x, y, z);
+    const double length = std::hypot(std::hypot(rotation.x, rotation.y), std::hypot(rotation.z, rotation.w));
+    if (!(std::abs(length - 1) < kTolerance)) return std::nullopt;
+    return rotation.Normalize();
 }

@@ -5,6 +5,7 @@
 #include <assimp/types.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,5 +33,8 @@ struct SkeletonTree {
 
 // Null descriptions have none.
 std::vector<const sSkeletonInfo*> SkeletonsIn(const sDataDescriptions* descriptions);
+
+// A quaternion x, y, z, w of records, made of exact unit length. Nothing where it is far from that.
+std::optional<aiQuaterniont<double>> RotationOf(const float (&xyzw)[4]);
 
 #endif

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
@@ -45,6 +46,15 @@ int MarkersOf(const sFrameOfMocapData& frame) {
     return markers;
 }
 
+bool AreNumbers(const sForcePlates& sample) {
+    const auto isNumber = [](float value) { return std::isfinite(value); };
+    return std::all_of(sample.plates, sample.plates + sample.plateCount, [&](const sForcePlateSample& plate) {
+        return std::all_of(std::begin(plate.force), std::end(plate.force), isNumber) &&
+               std::all_of(std::begin(plate.centerOfPressure), std::end(plate.centerOfPressure), isNumber) &&
+               isNumber(plate.freeMoment);
+    });
+}
+
 } // namespace
 
 Take::Take(TakeOptions wanted)
@@ -60,6 +70,10 @@ Take::Take(TakeOptions wanted)
 }
 
 std::string Take::Name() const { return std::filesystem::path(options.file).stem().string(); }
+
+bool Take::IsWhole(const sForcePlates& sample) const {
+    return static_cast<std::size_t>(sample.plateCount) == plates.size() && AreNumbers(sample);
+}
 
 // Only a simulated server's description is known to tell one.
 std::optional<double> Take::StatedRate() const {
@@ -99,6 +113,7 @@ void Take::ReadTimes() {
 void Take::ReadItems() {
     RecordedFrames frames(options.file, descriptions.list.get(), unloaded);
     bool isFirst = true;
+    std::array<long long, TARVO_MAX_FORCE_PLATES + 1> framesByPlates{};
     for (std::size_t i = 0; const RecordedFrame* const item = frames.Next(); ++i) {
         if (i >= timeline.Added()) break; // the file has grown since
         if (!timeline.At(i).isIn) continue;
@@ -112,6 +127,7 @@ void Take::ReadItems() {
         labeledMarkers = std::max(labeledMarkers, frame.labeledMarkerCount);
         bodyMarkers = std::max(bodyMarkers, MarkersOf(frame));
         doubt.Take(item->plates);
+        if (AreNumbers(item->plates)) ++framesByPlates[static_cast<std::size_t>(item->plates.plateCount)];
         const std::span<const float> readings = item->readings->Unloaded();
         if (readings.size() > plateUnloaded.size()) plateUnloaded.assign(readings.begin(), readings.end());
     }
@@ -119,4 +135,5 @@ void Take::ReadItems() {
     const RecordedPlates described(descriptions.list.get());
     const auto assigned = ForcePlateModel::AssignChannels(described.Described(), plateUnloaded.size());
     for (std::size_t i = 0; i < assigned.plates; ++i) plates.push_back(*assigned.slices[i].plate);
+    plateFrames = framesByPlates[plates.size()];
 }

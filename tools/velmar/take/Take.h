@@ -31,6 +31,9 @@ struct Take {
     bool IsSimulated() const { return names.simulated; }
     std::string Name() const; // of the file, without folders and ending
 
+    // Whether a frame has all computed plates, and numbers for all of them.
+    bool IsWhole(const sForcePlates& sample) const;
+
     TakeOptions options;
     Recording recording;
     RecordedDescriptions descriptions;
@@ -46,6 +49,7 @@ struct Take {
     MarkerColumns markers;
     BodyColumns bodies;
     std::vector<sForcePlateInfo> plates; // that are computed, in the order of the frames' samples
+    long long plateFrames = 0;           // that have them whole
     std::vector<float> plateUnloaded;    // of the channels of these, one plate's behind the other's
     int analogChannels = 0;              // beside the plates'; the most that a frame had
     int otherMarkers = 0;                // without a label, the most
