@@ -1,6 +1,7 @@
 #include "capture/RecordedPlates.h"
 
 #include <algorithm>
+#include <cstdint>
 
 #include "client/ForcePlateModel.h"
 

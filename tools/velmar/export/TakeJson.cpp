@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "FloatJson.h"
 #include "client/ForcePlateModel.h"
 #include "query/TakeAsJson.h"
 #include "take/SkeletonTree.h"
