@@ -6,6 +6,7 @@
 #include <string>
 
 #include "AppDataModel.h"
+#include "fuzz/RecordingStory.h"
 #include "motion/WalkingFigure.h"
 #include "simulate/DescriptionBody.h"
 #include "wire/Messages.h"
@@ -29,6 +30,53 @@ void Append(Blob& sequence, int type, const Blob& message) {
         sequence.insert(sequence.end(), datagram.begin(), datagram.end());
         return true;
     });
+}
+
+// Recordings as the recording target is told them.
+void MakeRecordings(const std::filesystem::path& folder) {
+    using Story = RecordingStory;
+    const auto number = [](auto value) {
+        const auto* const first = reinterpret_cast<const unsigned char*>(&value);
+        return Blob(first, first + sizeof value);
+    };
+    const auto join = [](const std::vector<Blob>& parts) {
+        Blob joined;
+        for (const Blob& part : parts) joined.insert(joined.end(), part.begin(), part.end());
+        return joined;
+    };
+    const Blob all = join({{0x3F, 0}, number(0.0)}); // formats, and no options
+    const Blob some =
+        join({{0x3F, 15, 2}, {'1', '1', 4}, {'0', '.', '5', 's', 4}, {'9', '-', '2', '0'}, number(99.0)});
+    const Blob server = join({{Story::kServer}, number(120.0F)});
+    for (const int known : {0, 4}) {
+        const auto take = [](int body) { return Blob{Story::kKnown, static_cast<unsigned char>(body)}; };
+        const Blob described = join({take(known), {Story::kSend, PackageType_DataDescriptions}});
+        const Blob frames = join({take(known + 1),
+                                  {Story::kNumber},
+                                  number(9),
+                                  {Story::kRun, 5},
+                                  take(known + 2),
+                                  {Story::kNumber},
+                                  number(15),
+                                  {Story::kRun, 3}});
+        // Lost, late and repeated ones, and numbers that begin anew.
+        const Blob faults =
+            join({{Story::kAgain, 4, Story::kAgain, 254, Story::kAgain, 0, Story::kAgain, 9},
+                  {Story::kTime, 4, Story::kAgain, 100, Story::kTime, 1},
+                  {Story::kNumber},
+                  number(-5),
+                  {Story::kRun, 7},
+                  {Story::kNumber},
+                  number(0x7FFFFFFF),
+                  {Story::kRun, 2},
+                  {Story::kPatch, 4, 0, 1, 7, Story::kRun, 2, Story::kCut, 40, 0, Story::kRun, 2}});
+        const std::string name(1, static_cast<char>('0' + known));
+        Write(folder, name + "whole", join({all, server, described, frames}));
+        Write(folder, name + "faults", join({all, server, described, frames, faults}));
+        Write(folder, name + "part", join({some, server, described, frames, faults}));
+        Write(folder, name + "unknown", join({all, described, frames, faults}));
+        Write(folder, name + "undescribed", join({all, server, frames, {Story::kDatagram, 20, 0}, Blob(20, 'x')}));
+    }
 }
 
 void MakeSeeds(const std::filesystem::path& top) {
@@ -59,6 +107,7 @@ void MakeSeeds(const std::filesystem::path& top) {
         plates.insert(plates.end(), bytes, bytes + size);
     };
     append(channels.data(), channels.size() * sizeof(float));
+    MakeRecordings(top / "recording");
     for (const sForcePlateInfo& plate : rig.Plates()) append(&plate, offsetof(sForcePlateInfo, opaque3));
     Write(top / "force_plate", "both", plates);
 }
