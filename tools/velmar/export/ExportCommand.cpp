@@ -44,7 +44,8 @@ Sinks SinksOf(const Options& options, Take& take, OutputFolder& folder) {
     if (options.format == "json") add(std::type_identity<FrameObjects>());
     if (options.format == "bvh") add(std::type_identity<BvhFiles>());
     if (options.format == "opensim" && take.markers.Count() > 0) add(std::type_identity<TrcFile>());
-    if (options.format == "opensim" && !take.plates.empty()) add(std::type_identity<MotFile>());
+    if (options.format == "opensim" && !take.plates.empty() && take.plateFrames > 0)
+        add(std::type_identity<MotFile>());
     if (sinks.empty())
         throw std::runtime_error(options.take.file + " has neither markers nor computed force plates");
     return sinks;
