@@ -1,7 +1,10 @@
 // Writes what the fuzzers start from: one folder for each target, below the folder that is named.
+#include <fmt/format.h>
+
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <memory>
 #include <string>
 
@@ -32,51 +35,57 @@ void Append(Blob& sequence, int type, const Blob& message) {
     });
 }
 
-// Recordings as the recording target is told them.
-void MakeRecordings(const std::filesystem::path& folder) {
-    using Story = RecordingStory;
-    const auto number = [](auto value) {
-        const auto* const first = reinterpret_cast<const unsigned char*>(&value);
-        return Blob(first, first + sizeof value);
-    };
-    const auto join = [](const std::vector<Blob>& parts) {
-        Blob joined;
-        for (const Blob& part : parts) joined.insert(joined.end(), part.begin(), part.end());
-        return joined;
-    };
-    const Blob all = join({{0x3F, 0}, number(0.0)}); // formats, and no options
-    const Blob some =
-        join({{0x3F, 15, 2}, {'1', '1', 4}, {'0', '.', '5', 's', 4}, {'9', '-', '2', '0'}, number(99.0)});
-    const Blob server = join({{Story::kServer}, number(120.0F)});
-    for (const int known : {0, 4}) {
-        const auto take = [](int body) { return Blob{Story::kKnown, static_cast<unsigned char>(body)}; };
-        const Blob described = join({take(known), {Story::kSend, PackageType_DataDescriptions}});
-        const Blob frames = join({take(known + 1),
-                                  {Story::kNumber},
-                                  number(9),
-                                  {Story::kRun, 5},
-                                  take(known + 2),
-                                  {Story::kNumber},
-                                  number(15),
-                                  {Story::kRun, 3}});
-        // Lost, late and repeated ones, and numbers that begin anew.
-        const Blob faults =
-            join({{Story::kAgain, 4, Story::kAgain, 254, Story::kAgain, 0, Story::kAgain, 9},
-                  {Story::kTime, 4, Story::kAgain, 100, Story::kTime, 1},
-                  {Story::kNumber},
-                  number(-5),
-                  {Story::kRun, 7},
-                  {Story::kNumber},
-                  number(0x7FFFFFFF),
-                  {Story::kRun, 2},
-                  {Story::kPatch, 4, 0, 1, 7, Story::kRun, 2, Story::kCut, 40, 0, Story::kRun, 2}});
-        const std::string name(1, static_cast<char>('0' + known));
-        Write(folder, name + "whole", join({all, server, described, frames}));
-        Write(folder, name + "faults", join({all, server, described, frames, faults}));
-        Write(folder, name + "part", join({some, server, described, frames, faults}));
-        Write(folder, name + "unknown", join({all, described, frames, faults}));
-        Write(folder, name + "undescribed", join({all, server, frames, {Story::kDatagram, 20, 0}, Blob(20, 'x')}));
+// A recording as the recording target is told it.
+struct Story {
+    Story& Say(std::initializer_list<int> steps) {
+        for (const int step : steps) bytes.push_back(static_cast<unsigned char>(step));
+        return *this;
     }
+    Story& Text(const std::string& text) {
+        Say({static_cast<int>(text.size())});
+        bytes.insert(bytes.end(), text.begin(), text.end());
+        return *this;
+    }
+    template <typename T>
+    Story& Value(T value) {
+        const auto* const first = reinterpret_cast<const unsigned char*>(&value);
+        bytes.insert(bytes.end(), first, first + sizeof value);
+        return *this;
+    }
+
+    Blob bytes;
+};
+
+enum Parts { kPart = 1, kServer = 2, kDescribed = 4, kFaults = 8, kParts = 16 };
+
+// Of these parts; `known` is the description list that the frames belong to.
+Story MakeRecording(int format, int parts, int known) {
+    Story story;
+    story.Say({1 << format});
+    if ((parts & kPart) != 0)
+        story.Say({15}).Text("11").Text("0.5s").Text("9-20").Value(99.0);
+    else
+        story.Say({0}).Value(0.0);
+    using S = RecordingStory;
+    if ((parts & kServer) != 0) story.Say({S::kServer}).Value(120.0F);
+    if ((parts & kDescribed) != 0) story.Say({S::kKnown, known, S::kSend, PackageType_DataDescriptions});
+    story.Say({S::kKnown, known + 1, S::kNumber}).Value(9).Say({S::kRun, 5});
+    story.Say({S::kKnown, known + 2, S::kNumber}).Value(15).Say({S::kRun, 3});
+    if ((parts & kFaults) == 0) return story;
+    // Lost, late and repeated ones, numbers that begin anew, a body that is cut.
+    story.Say({S::kAgain, 4, S::kAgain, -2, S::kAgain, 0, S::kAgain, 9, S::kTime, 4, S::kAgain, 100, S::kTime, 1});
+    story.Say({S::kNumber}).Value(-5).Say({S::kRun, 7, S::kNumber}).Value(0x7FFFFFFF).Say({S::kRun, 2});
+    story.Say({S::kPatch, 4, 0, 1, 7, S::kRun, 2, S::kCut, 40, 0, S::kRun, 2, S::kDatagram, 2, 0, 'x', 'x', 0});
+    return story;
+}
+
+void MakeRecordings(const std::filesystem::path& folder) {
+    constexpr int kFormats = 6;
+    for (const int known : {0, 1 + RecordingStory::kFrames})
+        for (int format = 0; format < kFormats; ++format)
+            for (int parts = 0; parts < kParts; ++parts)
+                Write(folder, fmt::format("{}-{}-{}", known, format, parts),
+                      MakeRecording(format, parts, known).bytes);
 }
 
 void MakeSeeds(const std::filesystem::path& top) {

@@ -20,6 +20,7 @@
 class RecordingStory {
 public:
     using Blob = std::vector<unsigned char>;
+    static constexpr int kFrames = 3; // known ones, behind the list that describes them
     enum Step { kBody, kKnown, kPatch, kCut, kSend, kAgain, kRun, kNumber, kTime, kDatagram, kServer, kSteps };
 
     // Frames of the walking figure, a description list of its plates, sets and bones, and the same of little.
@@ -49,8 +50,7 @@ public:
     }
 
 private:
-    static constexpr int kFrames = 3;
-    static constexpr std::size_t kMostBytes = 2'000'000; // of messages: runs are to be short
+    static constexpr std::size_t kMostBytes = 500'000; // of messages: runs are to be short
 
     void Happen(Input& input) {
         switch (input.Byte() % kSteps) {
@@ -86,11 +86,11 @@ private:
     // A frame's body begins with its number.
     std::uint32_t Number() const {
         std::uint32_t number = 0;
-        std::memcpy(&number, m_hand.data(), std::min(m_hand.size(), sizeof number));
+        if (m_hand.size() >= sizeof number) std::memcpy(&number, m_hand.data(), sizeof number);
         return number;
     }
     void SendNumber(std::uint32_t number) {
-        std::memcpy(m_hand.data(), &number, std::min(m_hand.size(), sizeof number));
+        if (m_hand.size() >= sizeof number) std::memcpy(m_hand.data(), &number, sizeof number);
         Send(PackageType_Frame);
     }
 

@@ -169,13 +169,14 @@ std::vector<unsigned char> C3dFile::Header(std::size_t dataBlock) const {
     // The first events; the group has them all.
     constexpr std::uint16_t kFourLetters = 12345;
     constexpr std::size_t kMostEvents = 18;
+    constexpr std::size_t kEventLabels = 396; // where they begin
     const std::vector<Event> events = EventsOf(m_take.timeline);
     const std::size_t count = std::min(events.size(), kMostEvents);
     set(150, kFourLetters);
     set(151, static_cast<std::uint16_t>(count));
     for (std::size_t i = 0; i < count; ++i) {
         set(153 + 2 * i, static_cast<float>(events[i].seconds));
-        events[i].label.copy(reinterpret_cast<char*>(&header[(199 - 1) * 2 + 4 * i]), 4);
+        events[i].label.copy(reinterpret_cast<char*>(&header[kEventLabels + 4 * i]), 4);
     }
     return header;
 }

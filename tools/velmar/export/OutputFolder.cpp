@@ -30,10 +30,16 @@ void OutputFile::Fail() const {
 OutputFolder::OutputFolder(std::string directory, std::string input, bool replaces)
     : m_directory(std::move(directory)), m_input(std::move(input)), m_replaces(replaces) {
     std::error_code error;
-    std::filesystem::create_directories(m_directory, error);
+    m_isMade = std::filesystem::create_directories(m_directory, error);
     if (!error && !std::filesystem::is_directory(m_directory, error))
         error = std::make_error_code(std::errc::not_a_directory);
     if (error) throw std::runtime_error(fmt::format("{} cannot be made: {}", m_directory, error.message()));
+}
+
+OutputFolder::~OutputFolder() {
+    m_files.clear();
+    std::error_code ignored;
+    if (m_isMade) std::filesystem::remove(m_directory, ignored); // an empty one only
 }
 
 OutputFile& OutputFolder::Make(const std::string& name) {
@@ -48,4 +54,5 @@ bool OutputFolder::Holds(const std::string& name, std::string_view contents) con
 void OutputFolder::Finish() {
     for (OutputFile& file : m_files) file.Close();
     for (OutputFile& file : m_files) file.TakePlace();
+    m_isMade = false;
 }

@@ -38,6 +38,9 @@ public:
     // Makes the folder if need be. `input` is the file that must not be overwritten; `replaces` whether others may
     // be.
     OutputFolder(std::string directory, std::string input, bool replaces);
+    ~OutputFolder(); // without Finish, nothing is left: neither files nor a folder that was made for them
+    OutputFolder(const OutputFolder&) = delete;
+    OutputFolder& operator=(const OutputFolder&) = delete;
 
     // A file that may be written to until Finish. Throws std::runtime_error where one of this name exists.
     OutputFile& Make(const std::string& name);
@@ -53,6 +56,7 @@ private:
     std::string m_directory;
     std::string m_input;
     bool m_replaces;
+    bool m_isMade = false; // the folder, for these files
     std::list<OutputFile> m_files;
 };
 

@@ -29,7 +29,8 @@ Sinks SinksOf(const ExportFormat& format, Take& take, OutputFolder& folder) {
     if (format.name == "json") add(std::type_identity<FrameObjects>());
     if (format.name == "bvh") add(std::type_identity<BvhFiles>());
     if (format.name == "opensim" && take.markers.Count() > 0) add(std::type_identity<TrcFile>());
-    if (format.name == "opensim" && !take.plates.empty()) add(std::type_identity<MotFile>());
+    if (format.name == "opensim" && !take.plates.empty() && take.plateFrames > 0)
+        add(std::type_identity<MotFile>());
     if (sinks.empty())
         throw std::runtime_error(take.options.file + " has neither markers nor computed force plates");
     return sinks;

@@ -31,7 +31,7 @@ std::string Damage(const Take& take) {
 
 std::string Doubt(const Take& take) {
     const std::string text = take.doubt.Text();
-    if (text.empty()) return text;
+    if (text.empty()) return {};
     return text + ". Name frames in which nothing stood on a plate: --unloaded FIRST-LAST";
 }
 

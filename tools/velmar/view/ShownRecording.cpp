@@ -42,7 +42,7 @@ void ShownRecording::Keep(const std::string& path, const sDataDescriptions* desc
         FrameStamp stamp;
         stamp.place = m_frames.End();
         stamp.arrivalMs = std::chrono::duration<double, std::milli>(item->time).count();
-        Follow(item->frame->frameNumber, stamp.arrivalMs);
+        Follow(frames, item->frame->frameNumber, stamp.arrivalMs);
         names.Follow(*item->frame);
         doubt.Take(item->plates);
         m_frames.Add(*EncodeFrame(*item->frame, item->plates, stamp), stamp.arrivalMs);
@@ -53,27 +53,30 @@ void ShownRecording::Keep(const std::string& path, const sDataDescriptions* desc
             fmt::format("{} could not be decoded", Counted(frames.Undecodable(), "recorded frame")));
 }
 
-// Numbers that are missing before this one.
-void ShownRecording::Follow(int number, double ms) {
-    const long long missing = m_frames.End() == 0 ? 0 : static_cast<long long>(number) - m_latest - 1;
+// What is missing before this frame. Only a number that does not follow the one before tells of anything.
+void ShownRecording::Follow(const RecordedFrames& frames, int number, double ms) {
+    const bool follows = m_frames.End() == 0 || number == static_cast<long long>(m_latest) + 1;
     m_latest = number;
-    if (missing <= 0) return;
-    m_missing += missing;
-    m_gaps.push_back({ms, static_cast<std::uint64_t>(missing)});
+    if (follows) return;
+    m_statistics = frames.Statistics();
+    if (auto mark = m_losses.Follow(m_statistics, ms)) m_marks.push_back(*std::move(mark));
 }
 
-// Why they are missing, a recording does not tell: nothing of them is in it. Where there are more gaps than a list
-// keeps, those that are near each other are one mark.
+// Where there are more marks than a list keeps, those that are near each other are one.
 void ShownRecording::AppendLosses() {
-    std::map<double, std::uint64_t> marks; // by time
-    const bool all = m_gaps.size() <= StateBoard::kMostEntries;
+    std::map<double, nlohmann::json> sums; // by time
+    const bool all = m_marks.size() <= StateBoard::kMostEntries;
     const double first = m_frames.ArrivalMs(0);
     const double width = DurationMs() / (StateBoard::kMostEntries - 1);
-    for (const auto& [ms, frames] : m_gaps)
-        marks[all || !(width > 0) ? ms : first + std::floor((ms - first) / width) * width] += frames;
-    for (const auto& [ms, frames] : marks)
-        m_board.Append(StateBoard::List::kLosses, LossMark(ms, 0, 0, 0, frames));
-    m_gaps.clear();
+    for (const nlohmann::json& mark : m_marks) {
+        const double ms = mark["ms"];
+        const double place = all || !(width > 0) ? ms : first + std::floor((ms - first) / width) * width;
+        nlohmann::json& sum = sums.try_emplace(place, LossMark(place, 0, 0, 0, 0)).first->second;
+        for (const char* const cause : {"incomplete", "undecodable", "never_seen"})
+            sum[cause] = sum[cause].get<std::uint64_t>() + mark[cause].get<std::uint64_t>();
+    }
+    for (const auto& [ms, sum] : sums) m_board.Append(StateBoard::List::kLosses, sum);
+    m_marks.clear();
 }
 
 double ShownRecording::DurationMs() const {
@@ -89,7 +92,9 @@ void ShownRecording::PublishStatistics(std::size_t pages) {
     const double rate = ms > 0 ? static_cast<double>(m_frames.End() - 1) * 1000 / ms : 0;
     m_board.Publish(Topic::kStatistics, {{"rate_hz", rate},
                                          {"frames_delivered", m_frames.End()},
-                                         {"missing_never_seen", m_missing},
+                                         {"missing_incomplete", m_statistics.missingIncomplete},
+                                         {"missing_undecodable", m_statistics.missingUndecodable},
+                                         {"missing_never_seen", m_statistics.missingNeverSeen},
                                          {"passed_over", 0},
                                          {"pages", pages},
                                          {"history", HistoryObject(m_frames)}});

@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "TarvoSDKClient.h"
+#include "capture/RecordedFrames.h"
+#include "view/LossMarks.h"
 #include "view/StateBoard.h"
 #include "view/StoredFrames.h"
 
@@ -25,19 +27,16 @@ public:
 
 private:
     void Keep(const std::string& path, const sDataDescriptions* descriptions);
-    void Follow(int number, double ms);
+    void Follow(const RecordedFrames& frames, int number, double ms);
     void AppendLosses();
     double DurationMs() const; // between the first and the last frame
 
     StateBoard& m_board;
     StoredFrames m_frames;
     int m_latest = 0; // number
-    long long m_missing = 0;
-    struct Gap {
-        double ms;
-        std::uint64_t frames;
-    };
-    std::vector<Gap> m_gaps;
+    LossMarks m_losses;
+    std::vector<nlohmann::json> m_marks;
+    sStreamStatistics m_statistics{}; // when frames were missing last
     std::vector<std::string> m_notices;
 };
 

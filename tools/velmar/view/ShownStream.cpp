@@ -71,7 +71,7 @@ void ShownStream::Add(const sFrameOfMocapData& frame, const sForcePlates& plates
 
 void ShownStream::Tick(std::size_t pages) {
     m_log.Settle();
-    if (auto plates = m_connector->TakePlates()) m_doubt = *std::move(plates);
+    if (const auto plates = m_connector->TakePlates()) m_doubt = *plates;
     const sStreamStatistics statistics = m_client.Statistics();
     if (const auto mark = m_losses.Follow(statistics, WallMs())) m_board.Append(StateBoard::List::kLosses, *mark);
     if (m_ticks++ % kTicksBetweenStates != 0) return;
