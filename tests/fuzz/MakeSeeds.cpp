@@ -72,8 +72,11 @@ Story MakeRecording(int format, int parts, int known) {
     story.Say({S::kKnown, known + 1, S::kNumber}).Value(9).Say({S::kRun, 5});
     story.Say({S::kKnown, known + 2, S::kNumber}).Value(15).Say({S::kRun, 3});
     if ((parts & kFaults) == 0) return story;
-    // Lost, late and repeated ones, numbers that begin anew, a body that is cut.
+    // Lost, late and repeated ones, other bodies under the same number, numbers that begin anew, a body that is
+    // cut.
     story.Say({S::kAgain, 4, S::kAgain, -2, S::kAgain, 0, S::kAgain, 9, S::kTime, 4, S::kAgain, 100, S::kTime, 1});
+    story.Say({S::kKnown, 1, S::kNumber}).Value(18).Say({S::kKnown, 5, S::kNumber}).Value(18);
+    story.Say({S::kPatch, 8, 0, 4, 0xFF, ',', '"', '\n', S::kRun, 2, S::kPatch, 8, 1, 4, 0xFF, 0xFF, 0x7F, 0x7F});
     story.Say({S::kNumber}).Value(-5).Say({S::kRun, 7, S::kNumber}).Value(0x7FFFFFFF).Say({S::kRun, 2});
     story.Say({S::kPatch, 4, 0, 1, 7, S::kRun, 2, S::kCut, 40, 0, S::kRun, 2, S::kDatagram, 2, 0, 'x', 'x', 0});
     return story;

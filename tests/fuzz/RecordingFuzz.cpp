@@ -38,10 +38,10 @@ TakeOptions Options(Input& input) {
     return options;
 }
 
-// What may take seconds by right, and runs are to be short.
+// What may take seconds by right, and runs are to be short: from where a table is long to where it is refused.
 bool IsLong(const Take& take) {
-    return take.timeline.Slots() > 10'000 ||
-           take.timeline.Slots() * static_cast<long long>(take.markers.Count()) > 500'000;
+    const long long slots = take.timeline.Slots();
+    return slots < 8'000'000 && slots * static_cast<long long>(1 + take.markers.Count()) > 100'000;
 }
 
 void Export(Take& take, const ExportFormat& format) {
@@ -54,7 +54,8 @@ void Export(Take& take, const ExportFormat& format) {
         isWritten = true;
     } catch (const std::runtime_error&) {
     }
-    Require(isWritten != fs::is_empty(directory), "an export leaves all its files or none");
+    Require(isWritten == fs::exists(directory), "an export leaves all its files or none");
+    if (!isWritten) return;
     for (const fs::directory_entry& file : fs::directory_iterator(directory)) {
         Require(file.path().extension() != ".part", "nothing is left half written");
         ExportedFiles(take).Check(file);
