@@ -56,7 +56,7 @@ void AddExport(CLI::App& app, int& exitCode) {
     AddRange(*command, options->take.range);
     AddUnloaded(*command, options->take.unloaded);
     command->add_option("--rate", options->take.rate, "Frames a second")
-        ->check(Number(0.01, 100'000))
+        ->check(Number(FrameTimeline::kSlowest, FrameTimeline::kFastest))
         ->default_str("what the server states, or the arrivals tell");
     command->add_flag("--force", options->replaces, "Replace files that exist");
     command->footer(
