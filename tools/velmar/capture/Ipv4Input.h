@@ -39,7 +39,7 @@ private:
 
     static constexpr std::size_t kMaxPartials = 64; // the oldest gives way
     // Of a packet's pieces, some of which may come twice: what brings more is not one packet.
-    static constexpr std::size_t kMaxBytes = 4 * 65'536;
+    static constexpr std::size_t kMaxBytes = std::size_t{4} * 65'536;
     // Identifications come round: what is older than this has lost a piece, and waits for one of another packet.
     static constexpr std::chrono::seconds kPatience{1};
 

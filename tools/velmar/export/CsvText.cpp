@@ -15,7 +15,7 @@ std::string ValidText(std::string_view bytes) {
 } // namespace
 
 std::string CsvText(std::string_view bytes) {
-    const std::string text = ValidText(bytes);
+    std::string text = ValidText(bytes);
     if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
     std::string quoted = "\"";
     for (const char character : text) quoted += character == '"' ? std::string("\"\"") : std::string(1, character);
