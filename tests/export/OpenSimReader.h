@@ -34,6 +34,7 @@ inline double NumberIn(const std::string& cell) {
 inline std::string Line(std::ifstream& file) {
     std::string line;
     Demand(static_cast<bool>(std::getline(file, line)), "the file ends too soon");
+    Demand(!file.eof() && !line.ends_with('\r'), "a line without its end, or with another");
     return line;
 }
 
@@ -62,9 +63,12 @@ inline Table ReadTrc(const std::string& path) {
     Table table;
     const auto kind = Cells(Line(file));
     Demand(kind.size() == 4 && kind[0] == "PathFileType" && kind[1] == "4" && kind[2] == "(X/Y/Z)", "no TRC file");
-    const auto keys = Cells(Line(file));
+    Demand(path.ends_with("/" + kind[3]), "the name of another file");
+    const std::vector<std::string> keys{"DataRate", "CameraRate",   "NumFrames",          "NumMarkers",
+                                        "Units",    "OrigDataRate", "OrigDataStartFrame", "OrigNumFrames"};
+    Demand(Cells(Line(file)) == keys, "other keys, or in another order");
     const auto values = Cells(Line(file));
-    Demand(keys.size() == 8 && values.size() == 8, "not eight keys with eight values");
+    Demand(values.size() == keys.size(), "not eight values");
     for (std::size_t i = 0; i < 8; ++i) table.head[keys[i]] = values[i];
     const std::size_t markers = std::stoul(table.head.at("NumMarkers"));
     auto labels = Cells(Line(file));
@@ -79,23 +83,28 @@ inline Table ReadTrc(const std::string& path) {
     for (std::size_t i = 0; i < 3 * markers; ++i)
         Demand(axes[2 + i] == "XYZ"[i % 3] + std::to_string(i / 3 + 1), "axes do not count");
     Demand(Line(file).empty(), "no empty line");
-    for (std::string line; std::getline(file, line);) {
-        const auto cells = Cells(line);
+    while (file.peek() != EOF) {
+        const auto cells = Cells(Line(file));
         Demand(cells.size() == 2 + 3 * markers, "a row of " + std::to_string(cells.size()) + " cells");
         Demand(cells[0] == std::to_string(table.rows.size() + 1), "frames do not count");
         AddRow(table, cells, 1);
     }
     for (const char* const key : {"NumFrames", "OrigNumFrames"})
         Demand(table.head.at(key) == std::to_string(table.rows.size()), "another number of frames");
-    for (const char* const key : {"DataRate", "CameraRate", "OrigDataRate"})
+    for (const char* const key : {"CameraRate", "OrigDataRate"})
         Demand(table.head.at(key) == table.head.at("DataRate"), "several rates");
+    const double rate = NumberIn(table.head.at("DataRate"));
+    for (std::size_t i = 0; i < table.times.size(); ++i)
+        Demand(std::abs(table.times[i] * rate - static_cast<double>(i)) < 1e-3, "times of another rate");
+    Demand(table.head.at("Units") == "mm" && table.head.at("OrigDataStartFrame") == "1", "another unit or start");
     return table;
 }
 
 inline Table ReadMot(const std::string& path) {
     std::ifstream file(path);
     Table table;
-    table.head["name"] = Line(file);
+    const std::string name = Line(file);
+    Demand(!name.empty() && name.find_first_of("=\t") == std::string::npos, "no name in the first line");
     for (std::string line = Line(file); line != "endheader"; line = Line(file)) {
         const std::size_t equals = line.find('=');
         Demand(equals != std::string::npos, "a header line without '='");
@@ -104,9 +113,9 @@ inline Table ReadMot(const std::string& path) {
     const auto labels = Cells(Line(file));
     Demand(labels.at(0) == "time", "the first column is no time");
     for (std::size_t i = 1; i < labels.size(); ++i)
-        Demand(table.columns.emplace(labels[i], i - 1).second, "twice");
-    for (std::string line; std::getline(file, line);) {
-        const auto cells = Cells(line);
+        Demand(table.columns.emplace(labels[i], i - 1).second, "a column twice");
+    while (file.peek() != EOF) {
+        const auto cells = Cells(Line(file));
         Demand(cells.size() == labels.size(), "a row of another length");
         for (const std::string& cell : cells) Demand(!cell.empty(), "an empty cell");
         AddRow(table, cells, 0);

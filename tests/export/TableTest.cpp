@@ -160,6 +160,7 @@ TEST(Table, WhatIsNotDescribedIsSaidAndNotGuessed) {
         {server, Described({{"Hips", 1, -1}, {"A", 2, 3}, {"B", 3, 2}}), kBones, "circle"},
         {server, Described({{"A", 1, 2}, {"B", 2, 1}}), kBones, "0 bones without a parent"},
         {server, Described({{"A", 1, -1}, {"B", 2, -1}}), kBones, "2 bones without a parent"},
+        {server, Described({{"A", 1, -1}, {"B", 1, 1}}), kBones, "two bones"},
         {server, Described(kBones, "Ann", 0), kBones, "no rotation"},
         {server, Described(kBones, "Ann", std::numeric_limits<float>::quiet_NaN()), kBones, "no rotation"},
         {Text("another server"), Described(kBones), kBones, "only its server knows"},
