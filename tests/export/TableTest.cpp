@@ -83,12 +83,20 @@ TEST(Table, EveryValueOfAFrameIsInItsRow) {
         };
         EXPECT_EQ(row["frame_number"], frame["frame_number"].dump());
         EXPECT_EQ(row["timecode"], frame["timecode"]);
+        const auto place = [&](const std::string& what, const nlohmann::json& entry) {
+            for (const std::string axis : {"x", "y", "z"})
+                equal(what + " " + axis + "_m", entry["position_" + axis + "_m"]);
+        };
+        const auto pose = [&](const std::string& what, const nlohmann::json& entry) {
+            place(what, entry);
+            for (const std::string part : {"x", "y", "z", "w"})
+                equal(what + " q" + part, entry["orientation_" + part]);
+        };
         for (const nlohmann::json& marker : frame["markers"])
-            if (marker["marker_set"] != "")
-                equal("marker Figure1:" + std::string(marker["marker"]) + " z_m", marker["position_z_m"]);
+            if (marker["marker_set"] != "") place("marker Figure1:" + std::string(marker["marker"]), marker);
         for (const nlohmann::json& bone : frame["skeleton_bones"])
-            equal("bone Figure1:" + std::string(bone["bone"]) + " qw", bone["orientation_w"]);
-        equal("body Body1 x_m", frame["rigid_bodies"][0]["position_x_m"]);
+            pose("bone Figure1:" + std::string(bone["bone"]), bone);
+        pose("body Body1", frame["rigid_bodies"][0]);
         equal("analog 2", frame["analog"][1]["value"]);
         equal("plate 2 force_z_N", frame["force_plates"][1]["force_z_N"]);
         equal("plate 1 cop_y_m", frame["force_plates"][0]["center_of_pressure_y_m"]);
