@@ -130,7 +130,7 @@ TEST(Table, TheTakeSaysWhatHoldsForAllFrames) {
 
 TEST(Table, NamesAreBytesOfAnyKind) {
     const std::string endless(256, 'x');
-    const std::string names[] = {"a,b\"c", "tab\there", "line\nbreak", "\xFF\xFE", endless, "../up", ""};
+    const std::string names[] = {"a,b\"c", "a,b", "tab\there", "line\nbreak", "\xFF\xFE", endless, "../up", ""};
     for (const std::string& name : names) {
         SCOPED_TRACE(name);
         const std::vector<Bone> bones{{name, 1, -1}, {name, 2, 1}};
@@ -144,6 +144,9 @@ TEST(Table, NamesAreBytesOfAnyKind) {
         for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))
             EXPECT_EQ(entry.path().parent_path(), folder);
         EXPECT_FALSE(std::filesystem::exists(Path("up.bvh")));
+        if (name == "a,b") {
+            EXPECT_THAT(Contents(folder + "/markers.csv"), HasSubstr(",\"a,b\",0,"));
+        }
         for (const std::string& line : Split(Contents(folder + "/frames.jsonl"), '\n'))
             EXPECT_TRUE(nlohmann::json::accept(line));
         const auto labels = Split(Split(Contents(folder + "/named.trc"), '\n').at(3), '\t');

@@ -1,11 +1,15 @@
 // Writes what the fuzzers start from: one folder for each target, below the folder that is named.
+#include <fmt/format.h>
+
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <memory>
 #include <string>
 
 #include "AppDataModel.h"
+#include "fuzz/RecordingStory.h"
 #include "motion/WalkingFigure.h"
 #include "simulate/DescriptionBody.h"
 #include "wire/Messages.h"
@@ -29,6 +33,62 @@ void Append(Blob& sequence, int type, const Blob& message) {
         sequence.insert(sequence.end(), datagram.begin(), datagram.end());
         return true;
     });
+}
+
+// A recording as the recording target is told it.
+struct Story {
+    Story& Say(std::initializer_list<int> steps) {
+        for (const int step : steps) bytes.push_back(static_cast<unsigned char>(step));
+        return *this;
+    }
+    Story& Text(const std::string& text) {
+        Say({static_cast<int>(text.size())});
+        bytes.insert(bytes.end(), text.begin(), text.end());
+        return *this;
+    }
+    template <typename T>
+    Story& Value(T value) {
+        const auto* const first = reinterpret_cast<const unsigned char*>(&value);
+        bytes.insert(bytes.end(), first, first + sizeof value);
+        return *this;
+    }
+
+    Blob bytes;
+};
+
+enum Parts { kPart = 1, kServer = 2, kDescribed = 4, kFaults = 8, kParts = 16 };
+
+// Of these parts; `known` is the description list that the frames belong to.
+Story MakeRecording(int format, int parts, int known) {
+    Story story;
+    story.Say({1 << format});
+    if ((parts & kPart) != 0)
+        story.Say({15}).Text("11").Text("0.5s").Text("9-20").Value(99.0);
+    else
+        story.Say({0}).Value(0.0);
+    using S = RecordingStory;
+    if ((parts & kServer) != 0) story.Say({S::kServer}).Value(120.0F);
+    if ((parts & kDescribed) != 0) story.Say({S::kKnown, known, S::kSend, PackageType_DataDescriptions});
+    story.Say({S::kKnown, known + 1, S::kNumber}).Value(9).Say({S::kRun, 5});
+    story.Say({S::kKnown, known + 2, S::kNumber}).Value(15).Say({S::kRun, 3});
+    if ((parts & kFaults) == 0) return story;
+    // Lost, late and repeated ones, other bodies under the same number, numbers that begin anew, a body that is
+    // cut.
+    story.Say({S::kAgain, 4, S::kAgain, -2, S::kAgain, 0, S::kAgain, 9, S::kTime, 4, S::kAgain, 100, S::kTime, 1});
+    story.Say({S::kKnown, 1, S::kNumber}).Value(18).Say({S::kKnown, 5, S::kNumber}).Value(18);
+    story.Say({S::kPatch, 8, 0, 4, 0xFF, ',', '"', '\n', S::kRun, 2, S::kPatch, 8, 1, 4, 0xFF, 0xFF, 0x7F, 0x7F});
+    story.Say({S::kNumber}).Value(-5).Say({S::kRun, 7, S::kNumber}).Value(0x7FFFFFFF).Say({S::kRun, 2});
+    story.Say({S::kPatch, 4, 0, 1, 7, S::kRun, 2, S::kCut, 40, 0, S::kRun, 2, S::kDatagram, 2, 0, 'x', 'x', 0});
+    return story;
+}
+
+void MakeRecordings(const std::filesystem::path& folder) {
+    constexpr int kFormats = 6;
+    for (const int known : {0, 1 + RecordingStory::kFrames})
+        for (int format = 0; format < kFormats; ++format)
+            for (int parts = 0; parts < kParts; ++parts)
+                Write(folder, fmt::format("{}-{}-{}", known, format, parts),
+                      MakeRecording(format, parts, known).bytes);
 }
 
 void MakeSeeds(const std::filesystem::path& top) {
@@ -59,6 +119,7 @@ void MakeSeeds(const std::filesystem::path& top) {
         plates.insert(plates.end(), bytes, bytes + size);
     };
     append(channels.data(), channels.size() * sizeof(float));
+    MakeRecordings(top / "recording");
     for (const sForcePlateInfo& plate : rig.Plates()) append(&plate, offsetof(sForcePlateInfo, opaque3));
     Write(top / "force_plate", "both", plates);
 }

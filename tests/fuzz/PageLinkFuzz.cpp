@@ -1,45 +1,14 @@
 // One page's conversation: whatever it says, frames that come and go, and state that changes, in any order. And
 // who may come, of arbitrary requests.
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 
+#include "fuzz/Input.h"
 #include "view/Access.h"
 #include "view/CountedFrames.h"
 #include "view/PageLink.h"
 
 namespace {
-
-void Require(bool holds, const char* what) {
-    if (holds) return;
-    std::fprintf(stderr, "does not hold: %s\n", what);
-    std::abort();
-}
-
-// What is read of the input; zeros behind its end.
-class Input {
-public:
-    Input(const std::uint8_t* data, std::size_t size) : m_left(reinterpret_cast<const char*>(data), size) {}
-    bool IsEmpty() const { return m_left.empty(); }
-    std::string Take(std::size_t size) {
-        std::string taken(m_left.substr(0, size));
-        m_left.remove_prefix(taken.size());
-        return taken;
-    }
-    std::uint8_t Byte() { return static_cast<std::uint8_t>((Take(1) + '\0')[0]); }
-    std::string Text() { return Take(Byte() + std::size_t{Byte()}); }
-    double Number() {
-        std::string bytes = Take(sizeof(double));
-        bytes.resize(sizeof(double));
-        double number = 0;
-        std::memcpy(&number, bytes.data(), sizeof number);
-        return number;
-    }
-
-private:
-    std::string_view m_left;
-};
 
 class Conversation {
 public:
@@ -63,9 +32,10 @@ public:
             case 5: Say(input.Text()); break;
             case 6: Say(argument % 2 == 0 ? R"({"type":"taken"})" : R"({"type":"live"})"); break;
             case 7:
-                Say(nlohmann::json{{"type", "at"}, {argument % 2 == 0 ? "index" : "ms", input.Number()}}.dump());
+                Say(nlohmann::json{{"type", "at"}, {argument % 2 == 0 ? "index" : "ms", input.Value<double>()}}
+                        .dump());
                 break;
-            case 8: Say(nlohmann::json{{"type", "ping"}, {"id", input.Number()}}.dump()); break;
+            case 8: Say(nlohmann::json{{"type", "ping"}, {"id", input.Value<double>()}}.dump()); break;
             default: Hear();
         }
     }

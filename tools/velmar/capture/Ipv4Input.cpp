@@ -108,8 +108,13 @@ std::optional<std::vector<unsigned char>> Ipv4Input::Join(const Partial& begun, 
         partial = m_partials.insert(m_partials.end(), begun);
     }
     if (!more) partial->size = offset + bytes.size();
+    partial->bytes += bytes.size();
     partial->parts[offset] = std::move(bytes);
-    if (!partial->size) return std::nullopt;
+    if (partial->bytes > kMaxBytes) {
+        m_partials.erase(partial);
+        return std::nullopt;
+    }
+    if (!partial->size || partial->bytes < *partial->size) return std::nullopt;
     auto whole = Whole(partial->parts, *partial->size);
     if (whole) m_partials.erase(partial);
     return whole;

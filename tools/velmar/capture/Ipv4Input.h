@@ -34,9 +34,12 @@ private:
         std::chrono::nanoseconds time;                           // of the first piece that came
         std::map<std::size_t, std::vector<unsigned char>> parts; // by offset
         std::optional<std::size_t> size;                         // known with the last fragment
+        std::size_t bytes = 0;                                   // of all that came
     };
 
     static constexpr std::size_t kMaxPartials = 64; // the oldest gives way
+    // Of a packet's pieces, some of which may come twice: what brings more is not one packet.
+    static constexpr std::size_t kMaxBytes = 4 * 65'536;
     // Identifications come round: what is older than this has lost a piece, and waits for one of another packet.
     static constexpr std::chrono::seconds kPatience{1};
 

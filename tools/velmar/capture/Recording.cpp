@@ -41,6 +41,7 @@ Recording Survey(const std::string& path) {
         if (!stream && !IsAnswer(*datagram)) continue;
         if (stream) {
             ++recording.datagrams;
+            recording.bytes += static_cast<long long>(datagram->payload.size());
             if (!first) first = datagram->time;
             recording.duration = std::max(recording.duration, datagram->time - *first);
         }

@@ -17,6 +17,7 @@ struct Recording {
     Body descriptions;
     long long frames = 0;
     long long datagrams = 0; // of the stream
+    long long bytes = 0;     // in these
     std::chrono::nanoseconds duration{};
     std::string damage; // a line that says what is wrong with the file; empty for a sound one
 };

@@ -9,8 +9,10 @@
 
 #include "Wording.h"
 #include "export/PlainName.h"
+#include "export/TableSize.h"
 
 BvhFiles::BvhFiles(Take& take, OutputFolder& folder) : m_take(take) {
+    CheckTableSize(take, take.timeline.Slots(), 0);
     ReadTrees();
     Survey();
     Begin(folder);
@@ -42,6 +44,9 @@ void BvhFiles::Begin(OutputFolder& folder) {
     std::erase_if(m_files, [](const BvhFile& file) { return !file.IsSeen(); });
     if (m_files.empty())
         throw std::runtime_error(m_take.options.file + ": no frame has a described skeleton with all its bones");
+    std::size_t bones = 0;
+    for (const BvhFile& file : m_files) bones += file.Tree().bones.size();
+    CheckTableSize(m_take, m_take.timeline.Slots(), 3 * bones);
     m_names = PlainFileNames(std::move(m_names), "Skeleton");
     for (std::size_t i = 0; i < m_files.size(); ++i)
         m_files[i].Begin(folder.Make(m_names[i] + ".bvh"), m_take.timeline);

@@ -10,13 +10,16 @@
 
 #include "Wording.h"
 #include "export/LeftOut.h"
+#include "export/TableSize.h"
 
 namespace {
 
 constexpr long long kMostFrames = 65'535; // that a 16-bit word tells
 constexpr std::size_t kMostPoints = 65'535;
-constexpr float kFloats = -1;  // a scale: its sign says that the data are floats
-constexpr float kMissing = -1; // residual of a point that is not there
+constexpr long long kMostTrialFrames = 0xFFFF'FFFF; // that two of them tell
+constexpr std::size_t kMostEvents = 1000;           // they leave most of the parameter section to labels
+constexpr float kFloats = -1;                       // a scale: its sign says that the data are floats
+constexpr float kMissing = -1;                      // residual of a point that is not there
 
 std::int16_t Word(long long value) {
     return static_cast<std::int16_t>(static_cast<std::uint16_t>(std::min(value, kMostFrames)));
@@ -49,6 +52,7 @@ std::vector<Event> EventsOf(const FrameTimeline& timeline) {
         events.push_back({timeline.Seconds(slot), "Restart", "numbers begin anew"});
     std::stable_sort(events.begin(), events.end(),
                      [](const Event& a, const Event& b) { return a.seconds < b.seconds; });
+    events.resize(std::min(events.size(), kMostEvents));
     return events;
 }
 
@@ -57,6 +61,7 @@ std::vector<Event> EventsOf(const FrameTimeline& timeline) {
 C3dFile::C3dFile(Take& take, OutputFolder& folder)
     : m_take(take), m_plates(take.plates), m_file(folder.Make(take.Name() + ".c3d")) {
     m_analog.resize(m_plates.Channels().size() + static_cast<std::size_t>(take.analogChannels));
+    CheckTableSize(take, take.timeline.Slots(), 4 * take.markers.Count() + m_analog.size());
     C3dParameters parameters;
     AddPoints(parameters);
     const std::size_t dataStart = parameters.LatestValue();
@@ -67,10 +72,10 @@ C3dFile::C3dFile(Take& take, OutputFolder& folder)
     const std::size_t dataBlock = 2 + parameters.Blocks();
     parameters.SetWord(dataStart, static_cast<std::int16_t>(dataBlock));
     const std::vector<unsigned char> section = parameters.Section();
-    if (section.empty() || take.markers.Count() > kMostPoints)
-        throw std::runtime_error(fmt::format("{} has {} and {} of numbers: more than a C3D file can describe",
+    if (section.empty() || take.markers.Count() > kMostPoints || take.timeline.Slots() > kMostTrialFrames)
+        throw std::runtime_error(fmt::format("{} has {} and {}: more than a C3D file can describe",
                                              take.options.file, Counted(take.markers.Count(), "marker"),
-                                             Counted(take.timeline.Gaps().size(), "gap")));
+                                             Counted(take.timeline.Slots(), "frame time")));
     for (const std::vector<unsigned char>& part : {Header(dataBlock), section})
         m_file.Write({reinterpret_cast<const char*>(part.data()), part.size()});
 }
@@ -168,10 +173,10 @@ std::vector<unsigned char> C3dFile::Header(std::size_t dataBlock) const {
     set(11, static_cast<float>(m_take.timeline.Rate()));
     // The first events; the group has them all.
     constexpr std::uint16_t kFourLetters = 12345;
-    constexpr std::size_t kMostEvents = 18;
+    constexpr std::size_t kMostInHeader = 18;
     constexpr std::size_t kEventLabels = 396; // where they begin
     const std::vector<Event> events = EventsOf(m_take.timeline);
-    const std::size_t count = std::min(events.size(), kMostEvents);
+    const std::size_t count = std::min(events.size(), kMostInHeader);
     set(150, kFourLetters);
     set(151, static_cast<std::uint16_t>(count));
     for (std::size_t i = 0; i < count; ++i) {
@@ -190,14 +195,15 @@ void C3dFile::Add(const TakeFrame& item) {
             if (std::isfinite(now)) value = now;
         };
         for (std::size_t k = 0; k < channels; ++k) keep(m_analog[k], item.readings[k] - m_take.plateUnloaded[k]);
-        for (int i = 0; i < item.frame->analogCount; ++i)
+        for (int i = 0; i < std::min(item.frame->analogCount, m_take.analogChannels); ++i)
             keep(m_analog[m_plates.Channels().size() + static_cast<std::size_t>(i)], item.frame->analogValues[i]);
     } else {
         m_positions.assign(m_take.markers.Count(), std::nullopt);
     }
     for (const std::optional<sTriple>& p : m_positions) {
-        if (p)
-            m_record.insert(m_record.end(), {p->x * kC3dUnits, p->y * kC3dUnits, p->z * kC3dUnits, 0});
+        const sTriple at = p ? sTriple{p->x * kC3dUnits, p->y * kC3dUnits, p->z * kC3dUnits} : sTriple{};
+        if (p && std::isfinite(at.x) && std::isfinite(at.y) && std::isfinite(at.z))
+            m_record.insert(m_record.end(), {at.x, at.y, at.z, 0});
         else
             m_record.insert(m_record.end(), {0, 0, 0, kMissing});
     }
@@ -207,6 +213,9 @@ void C3dFile::Add(const TakeFrame& item) {
 
 std::vector<std::string> C3dFile::Finish() {
     std::vector<std::string> notes = LeftOutOfSlots(m_take);
+    if (const std::size_t all = m_take.timeline.Gaps().size() + m_take.timeline.Breaks().size(); all > kMostEvents)
+        notes.push_back(
+            fmt::format("left out: {} behind the first {}", Counted(all - kMostEvents, "event"), kMostEvents));
     if (m_take.bodies.Count() > 0)
         notes.push_back(
             fmt::format("left out: {}: C3D has points only", Counted(m_take.bodies.Count(), "body or bone pose")));

@@ -7,8 +7,8 @@
 
 #include "FloatJson.h"
 
-// Text is quoted where it would be taken for more than one field.
-std::string CsvText(std::string_view text);
+// Text is quoted where it would be taken for more than one field. Bytes that are no UTF-8 become U+FFFD.
+std::string CsvText(std::string_view bytes);
 
 // What is no number is an empty field.
 std::string CsvField(const FloatJson& value);

@@ -1,5 +1,6 @@
 #include "export/CsvWide.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <iterator>
@@ -8,6 +9,7 @@
 #include "export/CsvText.h"
 #include "export/FrameHead.h"
 #include "export/LeftOut.h"
+#include "export/TableSize.h"
 
 namespace {
 
@@ -35,6 +37,8 @@ void AppendEmpty(std::string& row, std::size_t fields) { row.append(fields, ',')
 } // namespace
 
 CsvWide::CsvWide(Take& take, OutputFolder& folder) : m_take(take), m_file(folder.Make("frames.csv")) {
+    CheckTableSize(take, take.timeline.Frames() + take.timeline.Repeated(),
+                   std::size(kWidePosition) * take.markers.Count() + std::size(kWidePose) * take.bodies.Count());
     std::string line = "frame_number,arrival_s,time_s,timecode";
     for (const std::string& label : take.markers.Labels()) line += ColumnsOf("marker " + label, kWidePosition);
     for (const std::string& label : take.bodies.Labels()) line += ColumnsOf(label, kWidePose);
@@ -59,9 +63,10 @@ void CsvWide::Add(const TakeFrame& item) {
         AppendValues(row, body->position);
         AppendValues(row, body->orientation);
     }
-    const auto channels = static_cast<std::size_t>(item.frame->analogCount);
+    const auto most = static_cast<std::size_t>(m_take.analogChannels);
+    const std::size_t channels = std::min(static_cast<std::size_t>(item.frame->analogCount), most);
     AppendValues(row, std::span(item.frame->analogValues).first(channels));
-    AppendEmpty(row, static_cast<std::size_t>(m_take.analogChannels) - channels);
+    AppendEmpty(row, most - channels);
     for (std::size_t i = 0; i < m_take.plates.size(); ++i) {
         if (i >= static_cast<std::size_t>(item.plates.plateCount)) {
             AppendEmpty(row, std::size(kWidePlate));

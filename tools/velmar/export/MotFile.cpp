@@ -7,6 +7,7 @@
 #include "Wording.h"
 #include "export/LeftOut.h"
 #include "export/PlainName.h"
+#include "export/TableSize.h"
 #include "export/YUp.h"
 
 namespace {
@@ -31,6 +32,7 @@ aiVector3t<double> VectorOf(const float (&v)[3]) { return {v[0], v[1], v[2]}; }
 } // namespace
 
 MotFile::MotFile(Take& take, OutputFolder& folder) : m_take(take), m_file(folder.Make(take.Name() + "_grf.mot")) {
+    CheckTableSize(take, take.timeline.Slots(), 0); // of them only those that were not lost have rows
     m_file.Write(HeadOf(take));
 }
 

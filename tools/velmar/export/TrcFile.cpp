@@ -6,6 +6,7 @@
 
 #include "export/LeftOut.h"
 #include "export/PlainName.h"
+#include "export/TableSize.h"
 #include "export/YUp.h"
 
 namespace {
@@ -29,6 +30,7 @@ std::string HeadOf(const Take& take, const std::string& fileName) {
 } // namespace
 
 TrcFile::TrcFile(Take& take, OutputFolder& folder) : m_take(take), m_file(folder.Make(take.Name() + ".trc")) {
+    CheckTableSize(take, take.timeline.Slots(), 3 * take.markers.Count());
     m_file.Write(HeadOf(take, take.Name() + ".trc"));
 }
 

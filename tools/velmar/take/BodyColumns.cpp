@@ -7,10 +7,13 @@
 #include "take/MarkerColumns.h"
 
 void BodyColumns::Collect(const sFrameOfMocapData& frame) {
-    for (int i = 0; i < frame.rigidBodyCount; ++i) m_bodies.try_emplace(frame.rigidBodies[i].id);
+    for (int i = 0; i < frame.rigidBodyCount; ++i)
+        m_collected += m_bodies.try_emplace(frame.rigidBodies[i].id).second ? 1 : 0;
     for (int i = 0; i < frame.skeletonCount; ++i) {
-        Skeleton& skeleton = m_skeletons[frame.skeletons[i].id];
-        skeleton.bones = std::max(skeleton.bones, frame.skeletons[i].rigidBodyCount);
+        const auto [skeleton, isNew] = m_skeletons.try_emplace(frame.skeletons[i].id);
+        const int bones = std::max(skeleton->second.bones, frame.skeletons[i].rigidBodyCount);
+        m_collected += static_cast<std::size_t>(bones - skeleton->second.bones) + (isNew ? 1 : 0);
+        skeleton->second.bones = bones;
     }
 }
 

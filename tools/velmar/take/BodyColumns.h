@@ -13,6 +13,8 @@ class BodyColumns {
 public:
     void Collect(const sFrameOfMocapData& frame); // with every frame
 
+    std::size_t Collected() const { return m_collected; } // so far: at least one for each skeleton
+
     // Thereafter: names and orders them. Rigid bodies by identifier, then skeletons, their bones as the frames
     // have them.
     void Settle(DescribedNames& names);
@@ -29,6 +31,7 @@ private:
         int bones = 0; // the most that a frame had
         std::size_t first = 0;
     };
+    std::size_t m_collected = 0;
     std::map<int, std::size_t> m_bodies; // identifier to column
     std::map<int, Skeleton> m_skeletons;
     std::vector<std::string> m_labels;

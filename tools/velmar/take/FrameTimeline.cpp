@@ -139,7 +139,9 @@ std::optional<double> FrameTimeline::RateOfArrivals() const {
         frames += ahead;
     }
     if (!(passed > 0)) return std::nullopt;
-    return Natural(static_cast<double>(frames) / passed);
+    const double rate = static_cast<double>(frames) / passed;
+    if (rate < kSlowest || rate > kFastest) return std::nullopt;
+    return Natural(rate);
 }
 
 void FrameTimeline::Restrict(const TakeRange& range) {

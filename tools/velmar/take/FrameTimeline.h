@@ -17,6 +17,10 @@
 // just come already is a repetition and has no slot of its own.
 class FrameTimeline {
 public:
+    // Frames a second that a server may have; what is said or measured beyond them is not a rate.
+    static constexpr double kSlowest = 0.01;
+    static constexpr double kFastest = 100'000;
+
     enum class RateSource { kStated, kArrivals, kUnknown };
 
     struct Place {

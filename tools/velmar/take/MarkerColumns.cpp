@@ -34,11 +34,14 @@ void MakeDifferent(std::vector<std::string>& labels) {
 void MarkerColumns::Collect(const sFrameOfMocapData& frame, bool isSimulated) {
     m_isSimulated = isSimulated;
     for (int i = 0; i < frame.markerSetCount; ++i) {
-        Set& set = m_sets[NameOf(frame.markerSets[i])];
-        set.markers = std::max(set.markers, frame.markerSets[i].markerCount);
+        const auto [set, isNew] = m_sets.try_emplace(NameOf(frame.markerSets[i]));
+        const int markers = std::max(set->second.markers, frame.markerSets[i].markerCount);
+        m_collected += static_cast<std::size_t>(markers - set->second.markers) + (isNew ? 1 : 0);
+        set->second.markers = markers;
     }
     for (int i = 0; isSimulated && i < frame.labeledMarkerCount; ++i)
-        m_labeled.try_emplace(std::bit_cast<LabeledMarkerRecord>(frame.labeledMarkers[i]).id);
+        m_collected +=
+            m_labeled.try_emplace(std::bit_cast<LabeledMarkerRecord>(frame.labeledMarkers[i]).id).second ? 1 : 0;
 }
 
 void MarkerColumns::Settle(DescribedNames& names) {

@@ -17,6 +17,9 @@ public:
     // With every frame. What labelled markers say is known of a simulated server only.
     void Collect(const sFrameOfMocapData& frame, bool isSimulated);
 
+    // So far: at least one for each set.
+    std::size_t Collected() const { return m_collected; }
+
     // Thereafter: names and orders them. Sets by name, then labelled markers by identifier.
     void Settle(DescribedNames& names);
 
@@ -34,6 +37,7 @@ private:
         std::size_t first = 0;
     };
     bool m_isSimulated = false;
+    std::size_t m_collected = 0;
     std::map<std::string, Set> m_sets;
     std::map<int, std::size_t> m_labeled; // identifier to column
     std::vector<std::string> m_labels;

@@ -77,13 +77,13 @@ bool Take::IsWhole(const sForcePlates& sample) const {
 
 // Only a simulated server's description is known to tell one.
 std::optional<double> Take::StatedRate() const {
-    constexpr float kFastest = 100'000;
     if (options.rate) return options.rate;
     if (!IsSimulated()) return std::nullopt;
     ServerRecord record{};
     std::memcpy(&record, descriptions.server.bytes, sizeof descriptions.server.bytes);
-    if (!(record.frameRate > 0) || !(record.frameRate <= kFastest)) return std::nullopt;
-    return static_cast<double>(record.frameRate);
+    const auto rate = static_cast<double>(record.frameRate);
+    if (!(rate >= FrameTimeline::kSlowest && rate <= FrameTimeline::kFastest)) return std::nullopt;
+    return rate;
 }
 
 void Take::ReadTimes() {
@@ -110,24 +110,37 @@ void Take::ReadTimes() {
                                              options.unloaded->first, options.unloaded->last));
 }
 
+// A stream has the same items in all its frames, or nearly so.
+void Take::Collect(const sFrameOfMocapData& frame) {
+    constexpr std::size_t kMost = 65'535; // twice as many as the longest message has room for
+    markers.Collect(frame, IsSimulated());
+    bodies.Collect(frame);
+    if (markers.Collected() + bodies.Collected() <= kMost) return;
+    throw std::runtime_error(
+        fmt::format("{}: up to frame {}, names and identifiers tell of more than {} different markers and bodies: "
+                    "they are not those of one stream",
+                    options.file, frame.frameNumber, kMost));
+}
+
 void Take::ReadItems() {
     RecordedFrames frames(options.file, descriptions.list.get(), unloaded);
     bool isFirst = true;
     std::array<long long, TARVO_MAX_FORCE_PLATES + 1> framesByPlates{};
     for (std::size_t i = 0; const RecordedFrame* const item = frames.Next(); ++i) {
         if (i >= timeline.Added()) break; // the file has grown since
-        if (!timeline.At(i).isIn) continue;
+        const FrameTimeline::Place place = timeline.At(i);
+        if (!place.isIn && !place.isRepeated) continue;
         const sFrameOfMocapData& frame = *item->frame;
         if (std::exchange(isFirst, false)) firstNumber = frame.frameNumber;
         lastNumber = frame.frameNumber;
-        markers.Collect(frame, IsSimulated());
-        bodies.Collect(frame);
+        Collect(frame);
         analogChannels = std::max(analogChannels, frame.analogCount);
         otherMarkers = std::max(otherMarkers, frame.otherMarkerCount);
         labeledMarkers = std::max(labeledMarkers, frame.labeledMarkerCount);
         bodyMarkers = std::max(bodyMarkers, MarkersOf(frame));
         doubt.Take(item->plates);
-        if (AreNumbers(item->plates)) ++framesByPlates[static_cast<std::size_t>(item->plates.plateCount)];
+        if (place.isIn && AreNumbers(item->plates))
+            ++framesByPlates[static_cast<std::size_t>(item->plates.plateCount)];
         const std::span<const float> readings = item->readings->Unloaded();
         if (readings.size() > plateUnloaded.size()) plateUnloaded.assign(readings.begin(), readings.end());
     }

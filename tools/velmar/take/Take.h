@@ -43,13 +43,13 @@ struct Take {
     std::vector<float> unloaded;    // as RecordedPlates takes it; empty: the first frame's
     long long undecodable = 0;
 
-    // Of the range's frames.
+    // Of the range's frames, repeated ones too.
     int firstNumber = 0; // in the order of arrival
     int lastNumber = 0;
     MarkerColumns markers;
     BodyColumns bodies;
     std::vector<sForcePlateInfo> plates; // that are computed, in the order of the frames' samples
-    long long plateFrames = 0;           // that have them whole
+    long long plateFrames = 0;           // that have them whole; without repeated ones
     std::vector<float> plateUnloaded;    // of the channels of these, one plate's behind the other's
     int analogChannels = 0;              // beside the plates'; the most that a frame had
     int otherMarkers = 0;                // without a label, the most
@@ -60,6 +60,7 @@ struct Take {
 private:
     void ReadTimes();
     void ReadItems();
+    void Collect(const sFrameOfMocapData& frame);
     std::optional<double> StatedRate() const;
 };
 
