@@ -30,7 +30,7 @@ struct Parameter {
     std::vector<std::string> texts; // trailing blanks off
 };
 
-// In the volume's axes, mm, N, Nmm: what the person exerts on the plate, as C3D has it.
+// In the volume's axes, mm, N, Nmm: what the channels say, turned by the plate's axes.
 struct Wrench {
     Vector force{};
     Vector point{};        // centre of pressure in the volume; the centre of the plate when nothing presses on it

@@ -79,17 +79,17 @@ TEST(C3d, PlatformsMeasureWhatTheLibraryDoes) {
         const auto at = static_cast<std::size_t>(std::lround(double(frame["time_s"]) * Walk::kRate));
         for (const nlohmann::json& plate : frame["force_plates"]) {
             const std::size_t index = plate["plate_index"];
-            const C3d::Wrench onPlate = file.Platform(at, index);
-            EXPECT_NEAR(-onPlate.force[0], plate["force_x_N"], 1);
-            EXPECT_NEAR(-onPlate.force[1], plate["force_y_N"], 1);
-            EXPECT_NEAR(-onPlate.force[2], plate["force_z_N"], 1);
+            const C3d::Wrench measured = file.Platform(at, index);
+            EXPECT_NEAR(measured.force[0], plate["force_x_N"], 1);
+            EXPECT_NEAR(measured.force[1], plate["force_y_N"], 1);
+            EXPECT_NEAR(measured.force[2], plate["force_z_N"], 1);
             if (plate["force_z_N"] < 20) continue;
             ++loaded[index];
-            EXPECT_NEAR(onPlate.point[0], 1000 * double(plate["center_of_pressure_x_m"]), 1);
-            EXPECT_NEAR(onPlate.point[1], 1000 * double(plate["center_of_pressure_y_m"]), 1);
-            EXPECT_NEAR(onPlate.point[2], 1000 * double(plate["center_of_pressure_z_m"]), 1);
-            // Its axis points down, and the library has what acts on the person: twice the other way round.
-            EXPECT_NEAR(onPlate.freeMoment, 1000 * double(plate["free_moment_Nm"]), 10);
+            EXPECT_NEAR(measured.point[0], 1000 * double(plate["center_of_pressure_x_m"]), 1);
+            EXPECT_NEAR(measured.point[1], 1000 * double(plate["center_of_pressure_y_m"]), 1);
+            EXPECT_NEAR(measured.point[2], 1000 * double(plate["center_of_pressure_z_m"]), 1);
+            // About an axis that points down.
+            EXPECT_NEAR(-measured.freeMoment, 1000 * double(plate["free_moment_Nm"]), 10);
         }
     }
     EXPECT_GT(loaded[0], 50) << "somebody walked over the plates";
@@ -114,6 +114,24 @@ TEST(C3d, EveryFrameTimeHasItsFrame) {
     EXPECT_THAT(file.Events(), ElementsAre(Pair(testing::DoubleNear(0.01, 1e-6), "Lost"),
                                            Pair(testing::DoubleNear(0.07, 1e-6), "Restart")));
     EXPECT_EQ(file.Get("EVENT:DESCRIPTIONS").texts.at(0), "2 frames");
+}
+
+// Two sets of one name, and two labelled markers of one identifier.
+TEST(C3d, WhatHasTheNameOfAnotherIsThereToo) {
+    Body frame;
+    frame.U32(1, 2)
+        .Text("A", 256)
+        .U32(1)
+        .F32(1.F, 0.F, 0.F)
+        .Text("A", 256)
+        .U32(1)
+        .F32(2.F, 0.F, 0.F)
+        .U32(0, 0, 0, 2);
+    for (const float x : {3.F, 4.F}) frame.U32(9).F32(x, 0.F, 0.F, 0.01F).U32(-1);
+    const C3d::File file = Exported("twins", {frame.U32(0).Fill(22).bytes});
+    EXPECT_THAT(file.Labels("POINT:LABELS"), ElementsAre("A:1", "A:1_2", "Marker9", "Marker9_2"));
+    for (const std::size_t i : {0UL, 1UL, 2UL, 3UL})
+        EXPECT_EQ(file.Point(0, i)->at(0), 1000.0 * static_cast<double>(i + 1));
 }
 
 TEST(C3d, LongTakesAndManyMarkersAreWhole) {
