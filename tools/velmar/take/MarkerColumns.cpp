@@ -8,11 +8,10 @@
 #include <cstring>
 #include <set>
 
+#include "NameText.h"
 #include "simulate/ServerRecords.h"
 
 namespace {
-
-std::string NameOf(const sMarkerSetSample& set) { return {set.name, strnlen(set.name, sizeof set.name)}; }
 
 std::optional<sTriple> Present(const sTriple& p) {
     if (std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z)) return p;
@@ -36,7 +35,7 @@ void MarkerColumns::Collect(const sFrameOfMocapData& frame, bool isSimulated) {
     m_setsOfFrame.BeginFrame();
     m_labeledOfFrame.BeginFrame();
     for (int i = 0; i < frame.markerSetCount; ++i) {
-        const auto [set, isNew] = m_sets.try_emplace(m_setsOfFrame.Next(NameOf(frame.markerSets[i])));
+        const auto [set, isNew] = m_sets.try_emplace(m_setsOfFrame.Next(NameText(frame.markerSets[i].name)));
         const int markers = std::max(set->second.markers, frame.markerSets[i].markerCount);
         m_collected += static_cast<std::size_t>(markers - set->second.markers) + (isNew ? 1 : 0);
         set->second.markers = markers;
@@ -70,7 +69,7 @@ void MarkerColumns::Place(const sFrameOfMocapData& frame, Positions& positions) 
     m_labeledOfFrame.BeginFrame();
     for (int i = 0; i < frame.markerSetCount; ++i) {
         const sMarkerSetSample& sample = frame.markerSets[i];
-        const auto set = m_sets.find(m_setsOfFrame.Next(NameOf(sample)));
+        const auto set = m_sets.find(m_setsOfFrame.Next(NameText(sample.name)));
         if (set == m_sets.end()) continue;
         const int known = std::min(sample.markerCount, set->second.markers);
         for (int k = 0; k < known; ++k)
