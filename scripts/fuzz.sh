@@ -12,22 +12,27 @@ if ! [[ $seconds =~ ^[1-9][0-9]*$ ]]; then
   exit 2
 fi
 scripts/prepare.sh all
-targets=(frame description media dispatch force_plate stream page_link)
+targets=(frame description media dispatch force_plate stream page_link recording)
 scripts/build.sh fuzz -DVELMAR_WERROR=ON -DVELMAR_BUILD_TOOL=ON -DVELMAR_BUILD_VIEW=ON -DVELMAR_BUILD_TESTS=ON -- make_seeds "${targets[@]/#/fuzz_}"
 
 # Little is kept of what was released, or a heap of quarter gigabytes goes through the caches.
 export ASAN_OPTIONS=quarantine_size_mb=1:thread_local_quarantine_size_kb=64
 export seconds work=build/fuzz/corpus
+# Recordings and exports are written into memory.
+TMPDIR=$(mktemp -d -p /dev/shm)
+export TMPDIR
+trap 'rm -rf "$TMPDIR"' EXIT
 LLVM_PROFILE_FILE=/dev/null build/fuzz/tests/make_seeds "$work/seeds"
 
 fuzz() { # fuzz TARGET: one line of the table, and 1 when something was found
   local target=$1 log=$work/$1.log found=tests/fuzz/corpus/$1 result=none
   declare -A files=([frame]="model/AppDataModelFrame.cpp model/FrameDecoder.cpp model/FrameExtent.cpp" [description]=model/AppDataModelDescription.cpp
-    [media]=model/AppDataModelMedia.cpp [dispatch]="transport/CommandServerInbound.cpp transport/CommandServerReplies.cpp model/FrameStore.cpp"
+    [media]=model/AppDataModelMedia.cpp [dispatch]="transport/CommandServerInbound.cpp transport/MessageJoin.cpp transport/CommandServerReplies.cpp model/FrameStore.cpp"
     [force_plate]=client/ForcePlateModel.cpp [stream]="transport/FrameFeed.cpp transport/FeedFrame.cpp transport/FeedList.cpp client/FeedTable.cpp"
-    [page_link]="view/PageLink.cpp view/StateBoard.cpp view/Access.cpp")
+    [page_link]="view/PageLink.cpp view/StateBoard.cpp view/Access.cpp"
+    [recording]="take export")
   local root=TarvoSDKClient
-  [ "$target" != page_link ] || root=tools/velmar
+  [[ $target != @(page_link|recording) ]] || root=tools/velmar
   local sources
   read -ra sources <<<"${files[$target]}"
   mkdir -p "$work/$target" "$work/seeds/$target" "$found"

@@ -1,4 +1,6 @@
 // Tables with a row for each frame, what holds for all frames, and what no format lets pass.
+#include <fmt/format.h>
+
 #include <cmath>
 #include <limits>
 
@@ -84,13 +86,13 @@ TEST(Table, EveryValueOfAFrameIsInItsRow) {
         EXPECT_EQ(row["frame_number"], frame["frame_number"].dump());
         EXPECT_EQ(row["timecode"], frame["timecode"]);
         const auto place = [&](const std::string& what, const nlohmann::json& entry) {
-            for (const std::string axis : {"x", "y", "z"})
-                equal(what + " " + axis + "_m", entry["position_" + axis + "_m"]);
+            for (const char* const axis : {"x", "y", "z"})
+                equal(fmt::format("{} {}_m", what, axis), entry[fmt::format("position_{}_m", axis)]);
         };
         const auto pose = [&](const std::string& what, const nlohmann::json& entry) {
             place(what, entry);
-            for (const std::string part : {"x", "y", "z", "w"})
-                equal(what + " q" + part, entry["orientation_" + part]);
+            for (const char* const part : {"x", "y", "z", "w"})
+                equal(fmt::format("{} q{}", what, part), entry[fmt::format("orientation_{}", part)]);
         };
         for (const nlohmann::json& marker : frame["markers"])
             if (marker["marker_set"] != "") place("marker Figure1:" + std::string(marker["marker"]), marker);
@@ -139,7 +141,7 @@ TEST(Table, NamesAreBytesOfAnyKind) {
         const std::string folder = Path("named");
         for (const std::string& format : kFormats) {
             SCOPED_TRACE(format);
-            Output("export " + path + " --force --format " + format + " -o " + folder, 0);
+            Output(fmt::format("export {} --force --format {} -o {}", path, format, folder), 0);
         }
         for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))
             EXPECT_EQ(entry.path().parent_path(), folder);
@@ -160,9 +162,9 @@ TEST(Table, WhatIsNotDescribedIsSaidAndNotGuessed) {
     for (const std::string& format : kFormats) {
         SCOPED_TRACE(format);
         const bool isRefused = format == "bvh";
-        EXPECT_THAT(
-            Output("export " + bare + " --force --format " + format + " -o " + Path("bare"), isRefused ? 1 : 0),
-            ContainsRegex("holds neither the server's description nor.*velmar record SERVER -o FILE"));
+        EXPECT_THAT(Output(fmt::format("export {} --force --format {} -o {}", bare, format, Path("bare")),
+                           isRefused ? 1 : 0),
+                    ContainsRegex("holds neither the server's description nor.*velmar record SERVER -o FILE"));
     }
     EXPECT_THAT(Contents(Path("bare/frames.csv")), HasSubstr(",marker Ann:1 x_m,"));
     const Bytes server = SimulatedServer(100);
@@ -189,7 +191,7 @@ TEST(Table, EveryFormatStandsTornRecordingsAndFullDisks) {
     std::filesystem::resize_file(path, std::filesystem::file_size(path) - 5);
     for (const std::string& format : kFormats) {
         SCOPED_TRACE(format);
-        const std::string command = "export " + path + " --format " + format + " -o ";
+        const std::string command = fmt::format("export {} --format {} -o ", path, format);
         EXPECT_THAT(Output(command + Path("torn"), 3), HasSubstr("; 299 frames in 2.9"));
         EXPECT_GT(std::distance(std::filesystem::directory_iterator(Path("torn")), {}), 0);
         EXPECT_THAT(Output(command + Path("torn"), 1), HasSubstr(" exists: name another directory"));

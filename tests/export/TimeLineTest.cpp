@@ -110,6 +110,7 @@ std::vector<std::vector<double>> Channels(const std::string& path) {
 
 std::vector<double> Column(const std::vector<std::vector<double>>& rows, std::size_t column) {
     std::vector<double> values;
+    values.reserve(rows.size());
     for (const auto& row : rows) values.push_back(row.at(column));
     return values;
 }
@@ -210,6 +211,7 @@ TEST(TimeLine, AnglesGoOnAndBonesMayStretch) {
 TEST(TimeLine, SeventyThousandFramesAreAllThere) {
     constexpr int kFrames = 70'000;
     std::vector<std::optional<Shown>> frames;
+    frames.reserve(kFrames);
     for (int i = 0; i < kFrames; ++i)
         frames.push_back(Shown{
             i + 1, {{static_cast<float>(i), 2.F, 3.F}}, {}, {0.F, 0.F, i % 2 == 0 ? 0.F : 1.F, 0.F, 0.F, 0.F}});

@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <span>
 #include <stdexcept>
 
 #include "Wording.h"
@@ -44,11 +45,13 @@ struct Event {
     std::string description;
 };
 
+// The first ones, by their times.
 std::vector<Event> EventsOf(const FrameTimeline& timeline) {
+    const auto first = [](const auto& all) { return std::span(all).first(std::min(all.size(), kMostEvents)); };
     std::vector<Event> events;
-    for (const auto& [slot, count] : timeline.Gaps())
+    for (const auto& [slot, count] : first(timeline.Gaps()))
         events.push_back({timeline.Seconds(slot), "Lost", Counted(count, "frame")});
-    for (const long long slot : timeline.Breaks())
+    for (const long long slot : first(timeline.Breaks()))
         events.push_back({timeline.Seconds(slot), "Restart", "numbers begin anew"});
     std::stable_sort(events.begin(), events.end(),
                      [](const Event& a, const Event& b) { return a.seconds < b.seconds; });
