@@ -27,7 +27,7 @@ LLVM_PROFILE_FILE=/dev/null build/fuzz/tests/make_seeds "$work/seeds"
 fuzz() { # fuzz TARGET: one line of the table, and 1 when something was found
   local target=$1 log=$work/$1.log found=tests/fuzz/corpus/$1 result=none
   declare -A files=([frame]="model/AppDataModelFrame.cpp model/FrameDecoder.cpp model/FrameExtent.cpp" [description]=model/AppDataModelDescription.cpp
-    [media]=model/AppDataModelMedia.cpp [dispatch]="transport/CommandServerInbound.cpp transport/CommandServerReplies.cpp model/FrameStore.cpp"
+    [media]=model/AppDataModelMedia.cpp [dispatch]="transport/CommandServerInbound.cpp transport/MessageJoin.cpp transport/CommandServerReplies.cpp model/FrameStore.cpp"
     [force_plate]=client/ForcePlateModel.cpp [stream]="transport/FrameFeed.cpp transport/FeedFrame.cpp transport/FeedList.cpp client/FeedTable.cpp"
     [page_link]="view/PageLink.cpp view/StateBoard.cpp view/Access.cpp"
     [recording]="take export")

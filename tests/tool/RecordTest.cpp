@@ -8,35 +8,12 @@
 #include <thread>
 
 #include "ToolRun.h"
-#include "support/ScriptedServer.h"
+#include "support/CaptureFiles.h"
 
 using testing::HasSubstr;
 using namespace std::string_literals;
 
 namespace {
-
-std::string Chars(const Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
-std::string Big(std::size_t value) { return {static_cast<char>(value >> 8U), static_cast<char>(value)}; }
-
-// A datagram with a whole message, as it follows the IP header: the empty frame with number 7, or another.
-std::string Udp(const Bytes& message = FrameBody(7), int type = 103, std::size_t from = 40000) {
-    const Bytes datagram = Cut(type, 0, message, message.size()).front().Wire();
-    return Big(from) + Big(from == 5230 ? 40000 : 5231) + Big(8 + datagram.size()) + "\0\0"s + Chars(datagram);
-}
-
-std::string Packet(int protocol = 17, std::size_t fragment = 0, const std::string& body = Udp()) {
-    return "\x45\0"s + Big(20 + body.size()) + "\0\x07"s + Big(fragment) + "\x40"s + static_cast<char>(protocol) +
-           "\0\0\x0A\0\0\x01\xEF\xEF\xEF\x34"s + body;
-}
-
-// Eight packets a second.
-std::string Capture(int linkType, const std::vector<std::string>& packets) {
-    Body file;
-    file.U32(0xA1B2C3D4).U16(2, 4).U32(0, 0, 65536, linkType);
-    for (std::size_t i = 0; i < packets.size(); ++i)
-        file.U32(i / 8, i % 8 * 125000, packets[i].size(), packets[i].size()).Put(Text(packets[i]));
-    return Chars(file.bytes);
-}
 
 // What a simulated server answers: its description, and that of everything in the frame of the tables.
 std::vector<std::string> Answers() {

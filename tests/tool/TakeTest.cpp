@@ -1,5 +1,8 @@
 // What a recording's frame numbers and arrivals make of time, and what its force plates give away.
+#include <memory>
+
 #include "PlateDoubt.h"
+#include "capture/RecordedPlates.h"
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
 #include "take/FrameTimeline.h"
@@ -119,6 +122,35 @@ TEST(Timeline, ARangeHoldsBothItsEnds) {
     for (const char* const text : {"", "5", "-", "5-", "5-4", "a-b", "1-2-3", "1-2 "})
         EXPECT_FALSE(ParseFrameSpan(text)) << text;
     EXPECT_EQ(ParseFrameSpan("-5--4")->last, -4);
+}
+
+// Named ones are each plate's own; without them what the first plate reads goes for all, as in a client.
+TEST(RecordedPlates, EachPlateHasItsOwnUnloadedReadings) {
+    sForcePlateInfo plate{};
+    plate.channelLayout = 4;
+    plate.scaleFactor = -1;
+    for (int i = 0; i < 8; ++i) plate.calibration[i][i] = 1;
+    for (int i = 0; i < 3; ++i) plate.rotation[i][i] = 1;
+    sDataDescriptions list{};
+    list.descriptionCount = 2;
+    list.descriptions[0] = list.descriptions[1] = {DescForcePlate, &plate};
+    const auto forces = [&](std::vector<float> unloaded) {
+        RecordedPlates plates(&list);
+        plates.SetUnloaded(std::move(unloaded));
+        const auto frame = std::make_unique<sFrameOfMocapData>();
+        sForcePlates sample{};
+        for (const float loaded : {0.0F, 100.0F}) {
+            frame->analogCount = 13;
+            for (int i = 0; i < 13; ++i) frame->analogValues[i] = static_cast<float>(i) + loaded;
+            plates.Take(*frame, sample);
+            EXPECT_EQ(frame->analogCount, 1);
+            EXPECT_EQ(frame->analogValues[0], 12 + loaded);
+        }
+        EXPECT_EQ(plates.Readings().size(), 12);
+        return std::pair(sample.plates[0].force[2], sample.plates[1].force[2]);
+    };
+    EXPECT_EQ(forces({}), std::pair(100.0F, 106.0F));
+    EXPECT_EQ(forces({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}), std::pair(99.0F, 99.0F));
 }
 
 TEST(PlateDoubt, AWeightInTheUnloadedReadingsShows) {

@@ -50,7 +50,7 @@ void C3dPlates::AddEightForces(const sForcePlateInfo& plate, bool turned) {
     for (std::size_t k = 0; k < kMostChannels; ++k) {
         const float sign = turned && k >= 2 ? -1.0F : 1.0F;
         m_channels.push_back({fmt::format("FP{}_{}", m_types.size(), kNames[k]), "N",
-                              sign * plate.calibration[k][k] * static_cast<float>(plate.scaleFactor)});
+                              sign * plate.calibration[k][k] * -static_cast<float>(plate.scaleFactor)});
         m_numbers.push_back(static_cast<std::int16_t>(first + (turned ? kTurned : kAsIs)[k]));
     }
     const auto& [a, b, h] = plate.sensorOffset;
@@ -68,7 +68,7 @@ void C3dPlates::AddSixComponents(const sForcePlateInfo& plate, bool turned) {
         m_numbers.push_back(static_cast<std::int16_t>(isThere ? m_channels.size() + 1 : 0));
         if (!isThere) continue;
         m_channels.push_back(
-            {fmt::format("FP{}_{}", m_types.size(), kNames[k]), "", static_cast<float>(plate.scaleFactor)});
+            {fmt::format("FP{}_{}", m_types.size(), kNames[k]), "", -static_cast<float>(plate.scaleFactor)});
         matrix[k * (kComponents + 1)] =
             plate.calibration[k][k] * (k % 3 == 0 ? 1.0F : flip) * (k < 3 ? 1.0F : kMomentUnit);
     }

@@ -14,12 +14,12 @@ inline constexpr float kC3dUnits = 1000; // in a metre: millimetres
 struct C3dChannel {
     std::string label;
     std::string unit;
-    float
-        scale; // readings to what the person exerts on the plate, or, of a plate with a matrix, to what that takes
+    float scale; // readings to newtons, or, of a plate with a matrix, to what that takes
 };
 
-// The plates' channels keep their order. C3D wants what the person exerts on the plate, in axes of the plate whose
-// z points down: a plate whose z points up is turned about its x axis.
+// The plates' channels keep their order. As readers of C3D turn a plate's force into the volume by its corners
+// alone, it is the ground's force on the person, in axes of the plate whose z points down: an upright person's is
+// negative there. A plate whose z points up is turned about its x axis.
 class C3dPlates {
 public:
     explicit C3dPlates(const std::vector<sForcePlateInfo>& plates);

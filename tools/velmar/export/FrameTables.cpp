@@ -2,6 +2,7 @@
 
 #include <bit>
 
+#include "NameText.h"
 #include "simulate/ServerRecords.h"
 
 namespace {
@@ -69,7 +70,7 @@ void FrameTables::AddMarkers(const sFrameOfMocapData& frame) {
     };
     for (int i = 0; i < frame.markerSetCount; ++i) {
         const sMarkerSetSample& set = frame.markerSets[i];
-        const std::string name(set.name, strnlen(set.name, sizeof set.name));
+        const std::string name = NameText(set.name);
         for (int k = 0; k < set.markerCount; ++k) add(name, k, m_names.markers[name][k], set.markers[k]);
     }
     for (int i = 0; i < frame.otherMarkerCount; ++i) add("", i, "", frame.otherMarkers[i]);

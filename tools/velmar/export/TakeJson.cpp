@@ -6,6 +6,7 @@
 #include <string>
 
 #include "FloatJson.h"
+#include "NameText.h"
 #include "client/ForcePlateModel.h"
 #include "query/TakeAsJson.h"
 #include "take/SkeletonTree.h"
@@ -51,8 +52,7 @@ std::string NameIn(const SkeletonTree& tree, int bone) { return tree.bones[stati
 
 // Without a hierarchy that is known, its name and identifier.
 Json SkeletonOf(const sSkeletonInfo& info, const Take& take) {
-    const std::string name(info.name, strnlen(info.name, sizeof info.name));
-    Json skeleton{{"name", name}, {"id", info.id}, {"bones", nullptr}};
+    Json skeleton{{"name", NameText(info.name)}, {"id", info.id}, {"bones", nullptr}};
     try {
         const SkeletonTree tree(info, take);
         skeleton["bones"] = Json::array();

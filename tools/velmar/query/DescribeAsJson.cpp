@@ -8,6 +8,7 @@
 #include <cstring>
 #include <vector>
 
+#include "NameText.h"
 #include "Wording.h"
 #include "simulate/ServerRecords.h"
 #include "wire/Messages.h"
@@ -25,17 +26,15 @@ std::string LeadingText(const void* record, std::size_t size) {
     return text;
 }
 
-std::string NameOf(const char (&name)[TARVO_NAME_SIZE]) { return {name, strnlen(name, sizeof name)}; }
-
 json Server(const sServerDescription& server) {
     if (!IsSimulated(server))
         return {{"text", LeadingText(server.bytes, sizeof server.bytes)},
                 {"bytes", std::vector<int>(std::begin(server.bytes), std::end(server.bytes))}};
     ServerRecord record{};
     std::memcpy(&record, server.bytes, sizeof server.bytes);
-    return {{"name", NameOf(record.name)},
+    return {{"name", NameText(record.name)},
             {"version", VersionText(record.version)},
-            {"host", NameOf(record.host)},
+            {"host", NameText(record.host)},
             {"frameRate", record.frameRate},
             {"acceptsClient", record.accepts != 0}};
 }
@@ -44,13 +43,13 @@ json MarkerSet(const sMarkerSetInfo& info) {
     json names = json::array();
     for (int i = 0; i < info.markerCount; ++i)
         names.push_back(std::string(info.markerNames[i], strnlen(info.markerNames[i], TARVO_NAME_SIZE)));
-    return {{"type", "marker set"}, {"name", NameOf(info.name)}, {"markers", names}};
+    return {{"type", "marker set"}, {"name", NameText(info.name)}, {"markers", names}};
 }
 
 json RigidBody(const sRigidBodyInfo& info, bool simulated) {
     if (!simulated) return {{"name", LeadingText(&info, sizeof info)}, {"words", info.words}};
     const auto record = std::bit_cast<RigidBodyRecord>(info);
-    return {{"name", NameOf(record.name)},
+    return {{"name", NameText(record.name)},
             {"id", record.id},
             {"parentId", record.parentId},
             {"offset", record.offset},
@@ -60,7 +59,7 @@ json RigidBody(const sRigidBodyInfo& info, bool simulated) {
 json Skeleton(const sSkeletonInfo& info, bool simulated) {
     json bones = json::array();
     for (int i = 0; i < info.rigidBodyCount; ++i) bones.push_back(RigidBody(info.rigidBodies[i], simulated));
-    return {{"type", "skeleton"}, {"name", NameOf(info.name)}, {"id", info.id}, {"bones", bones}};
+    return {{"type", "skeleton"}, {"name", NameText(info.name)}, {"id", info.id}, {"bones", bones}};
 }
 
 json ForcePlate(const sForcePlateInfo& info) {
@@ -77,7 +76,7 @@ json ForcePlate(const sForcePlateInfo& info) {
 json PointGroup(const sPointGroupInfo& info) {
     json points = json::array();
     for (int i = 0; i < info.pointCount; ++i) points.push_back(info.points[i].words);
-    return {{"type", "point group"}, {"name", NameOf(info.name)}, {"points", points}};
+    return {{"type", "point group"}, {"name", NameText(info.name)}, {"points", points}};
 }
 
 json Entry(const sDescriptionEntry& entry, bool simulated) {

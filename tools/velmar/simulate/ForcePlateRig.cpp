@@ -104,7 +104,7 @@ ForcePlateRig::ForcePlateRig(const std::vector<PlateLayout>& layouts) {
         plate.id = index + 1;
         plate.scaleFactor = kScaleFactor;
         plate.channelLayout = static_cast<int>(layout);
-        const float posts[] = {0.25F, 0.15F, 0.042F};
+        const float posts[] = {0.25F, 0.15F, -0.042F}; // z points down: h counts against it
         const float transducer[] = {0.001F, -0.002F, 0.039F};
         for (int i = 0; i < 3; ++i) plate.sensorOffset[i] = eight ? posts[i] : transducer[i];
         for (int k = 0; k < 8; ++k) {

@@ -4,10 +4,12 @@
 
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "TarvoSDKClient.h"
 #include "export/DescribedNames.h"
+#include "take/Occurrences.h"
 
 class BodyColumns {
 public:
@@ -32,8 +34,11 @@ private:
         std::size_t first = 0;
     };
     std::size_t m_collected = 0;
-    std::map<int, std::size_t> m_bodies; // identifier to column
-    std::map<int, Skeleton> m_skeletons;
+    // A frame may have several of one identifier.
+    std::map<std::pair<int, int>, std::size_t> m_bodies; // to column
+    std::map<std::pair<int, int>, Skeleton> m_skeletons;
+    mutable Occurrences<int> m_bodiesOfFrame;
+    mutable Occurrences<int> m_skeletonsOfFrame;
     std::vector<std::string> m_labels;
 };
 

@@ -5,10 +5,12 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "TarvoSDKClient.h"
 #include "export/DescribedNames.h"
+#include "take/Occurrences.h"
 
 class MarkerColumns {
 public:
@@ -23,9 +25,8 @@ public:
     // Thereafter: names and orders them. Sets by name, then labelled markers by identifier.
     void Settle(DescribedNames& names);
 
-    const std::vector<std::string>& Labels() const {
-        return m_labels;
-    } // "Set:Marker", "Marker7"; no two are equal
+    // "Set:Marker", "Marker7"; no two are equal.
+    const std::vector<std::string>& Labels() const { return m_labels; }
     std::size_t Count() const { return m_labels.size(); }
 
     // A marker with a coordinate that is no number is missing.
@@ -38,8 +39,11 @@ private:
     };
     bool m_isSimulated = false;
     std::size_t m_collected = 0;
-    std::map<std::string, Set> m_sets;
-    std::map<int, std::size_t> m_labeled; // identifier to column
+    // A frame may have several of one name, or of one identifier.
+    std::map<std::pair<std::string, int>, Set> m_sets;
+    std::map<std::pair<int, int>, std::size_t> m_labeled; // to column
+    mutable Occurrences<std::string> m_setsOfFrame;
+    mutable Occurrences<int> m_labeledOfFrame;
     std::vector<std::string> m_labels;
 };
 

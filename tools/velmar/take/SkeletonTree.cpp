@@ -10,11 +10,10 @@
 #include <span>
 #include <stdexcept>
 
+#include "NameText.h"
 #include "simulate/ServerRecords.h"
 
 namespace {
-
-std::string TextOf(const char (&name)[TARVO_NAME_SIZE]) { return {name, strnlen(name, sizeof name)}; }
 
 // Why these bones are no hierarchy; empty when they are one. Gives each bone its parent and finds the root.
 class Hierarchy {
@@ -74,7 +73,7 @@ private:
 } // namespace
 
 SkeletonTree::SkeletonTree(const sSkeletonInfo& description, const Take& take)
-    : name(TextOf(description.name)), id(description.id) {
+    : name(NameText(description.name)), id(description.id) {
     const auto refuse = [&](const std::string& why) {
         throw std::runtime_error(fmt::format("{}: the skeleton {:?} {}", take.options.file, name, why));
     };
@@ -88,8 +87,8 @@ SkeletonTree::SkeletonTree(const sSkeletonInfo& description, const Take& take)
             refuse(
                 fmt::format("has the bone {:?} at an offset that is no number or an orientation that is no "
                             "rotation",
-                            TextOf(record.name)));
-        bones.push_back({TextOf(record.name), record.id, -1, {x, y, z}, *orientation});
+                            NameText(record.name)));
+        bones.push_back({NameText(record.name), record.id, -1, {x, y, z}, *orientation});
     }
     const std::string fault = Hierarchy(*this, records).Fault();
     if (!fault.empty()) refuse(fault);
