@@ -90,3 +90,20 @@ test("every number that a recording lacks is in a mark, however many gaps there 
   );
   await page.close();
 });
+
+test("a plate on which somebody stood when it was taken for unloaded is told of, in a file and live", async () => {
+  const [all, part] = [scratch("all.pcap"), scratch("part.pcap")];
+  const server = await simulate("--rate", "100");
+  await new Program("record", "127.0.0.1", "-o", all, "--frames", "420").ended();
+  await server.end();
+  await new Program("cut", all, "-o", part, "--from", "3s").ended();
+  const recorded = await Page.open((await view(part)).address);
+  await recorded.untilNotice(/force plate 1 pulls/);
+  await recorded.close();
+  const replay = new Program("replay", part, "--loop");
+  await replay.says(/serving port/);
+  const live = await Page.open((await view("127.0.0.1")).address);
+  await live.untilNotice(/force plate 1 pulls.*start the view anew/);
+  await live.close();
+  await replay.end();
+});
