@@ -56,7 +56,7 @@ struct Story {
     Blob bytes;
 };
 
-enum Parts { kPart = 1, kServer = 2, kDescribed = 4, kFaults = 8, kParts = 16 };
+enum Parts { kPart = 1, kServer = 2, kDescribed = 4, kFaults = 8, kLeaps = 16, kParts = 32 };
 
 // Of these parts; `known` is the description list that the frames belong to.
 Story MakeRecording(int format, int parts, int known) {
@@ -67,10 +67,12 @@ Story MakeRecording(int format, int parts, int known) {
     else
         story.Say({0}).Value(0.0);
     using S = RecordingStory;
-    if ((parts & kServer) != 0) story.Say({S::kServer}).Value(120.0F);
+    if ((parts & kServer) != 0) story.Say({S::kServer}).Value((parts & kLeaps) != 0 ? 1e5F : 120.0F);
     if ((parts & kDescribed) != 0) story.Say({S::kKnown, known, S::kSend, PackageType_DataDescriptions});
     story.Say({S::kKnown, known + 1, S::kNumber}).Value(9).Say({S::kRun, 5});
     story.Say({S::kKnown, known + 2, S::kNumber}).Value(15).Say({S::kRun, 3});
+    if ((parts & kLeaps) != 0) // with time enough for millions of frames each
+        for (int i = 1; i < 5; ++i) story.Say({S::kTime, 5, S::kNumber}).Value(2'900'000 * i);
     if ((parts & kFaults) == 0) return story;
     // Lost, late and repeated ones, other bodies under the same number, numbers that begin anew, a body that is
     // cut.
