@@ -10,7 +10,7 @@
 #include "fuzz/ExportedFiles.h"
 #include "fuzz/RecordingStory.h"
 #include "query/DescribeAsJson.h"
-#include "query/TakeAsJson.h"
+#include "take/TakeAsJson.h"
 
 namespace {
 

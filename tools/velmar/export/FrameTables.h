@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "FloatJson.h"
-#include "export/DescribedNames.h"
+#include "take/DescribedNames.h"
 
 using Value = FloatJson;
 

@@ -8,8 +8,8 @@
 #include "FloatJson.h"
 #include "NameText.h"
 #include "client/ForcePlateModel.h"
-#include "query/TakeAsJson.h"
 #include "take/SkeletonTree.h"
+#include "take/TakeAsJson.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include "OwnedDescriptions.h"
 #include "capture/RecordingName.h"
 #include "query/DescribeAsJson.h"
-#include "query/TakeAsJson.h"
+#include "take/TakeAsJson.h"
 
 namespace {
 

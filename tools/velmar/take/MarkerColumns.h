@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "TarvoSDKClient.h"
-#include "export/DescribedNames.h"
+#include "take/DescribedNames.h"
 #include "take/Occurrences.h"
 
 class MarkerColumns {

@@ -1,6 +1,6 @@
 // A recording as a JSON document, and that document as text.
-#ifndef VELMAR_QUERY_TAKE_AS_JSON_H
-#define VELMAR_QUERY_TAKE_AS_JSON_H
+#ifndef VELMAR_TAKE_TAKE_AS_JSON_H
+#define VELMAR_TAKE_TAKE_AS_JSON_H
 
 #include <nlohmann/json.hpp>
 #include <string>

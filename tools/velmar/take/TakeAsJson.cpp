@@ -1,4 +1,4 @@
-#include "query/TakeAsJson.h"
+#include "take/TakeAsJson.h"
 
 #include <fmt/format.h>
 

@@ -1,4 +1,4 @@
-#include "export/DescribedNames.h"
+#include "take/DescribedNames.h"
 
 #include "query/DescribeAsJson.h"
 #include "simulate/ServerRecords.h"

@@ -1,6 +1,6 @@
 // The names of a recording's items, from the descriptions in it.
-#ifndef VELMAR_EXPORT_DESCRIBED_NAMES_H
-#define VELMAR_EXPORT_DESCRIBED_NAMES_H
+#ifndef VELMAR_TAKE_DESCRIBED_NAMES_H
+#define VELMAR_TAKE_DESCRIBED_NAMES_H
 
 #include <map>
 #include <string>
