@@ -195,7 +195,7 @@ TEST(Table, EveryFormatStandsTornRecordingsAndFullDisks) {
         EXPECT_THAT(Output(command + Path("torn"), 3), HasSubstr("; 299 frames in 2.9"));
         EXPECT_GT(std::distance(std::filesystem::directory_iterator(Path("torn")), {}), 0);
         EXPECT_THAT(Output(command + Path("torn"), 1), HasSubstr(" exists: name another directory"));
-        EXPECT_THAT(Output(command + Path("full"), 1, "sh -c 'ulimit -f 4; exec \"$@\"' sh"),
+        EXPECT_THAT(Output(command + Path("full"), 1, kOnAFullDisk),
                     ContainsRegex("\nvelmar: [^\n]* cannot be written: [^\n]*\n$"));
         EXPECT_FALSE(std::filesystem::exists(Path("full"))) << "something is left behind";
         std::filesystem::remove_all(Path("torn"));

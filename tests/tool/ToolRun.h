@@ -107,6 +107,10 @@ inline std::string Output(const std::string& commandLine, int exitCode, const st
     return text;
 }
 
+// For `as`: files grow to 2 KB at most, as if the disk were full. What a program that counts its lines writes at
+// its end would not fit either, and goes nowhere.
+inline const std::string kOnAFullDisk = "env LLVM_PROFILE_FILE=/dev/null sh -c 'ulimit -f 4; exec \"$@\"' sh";
+
 // A folder of this process alone, for tests run side by side; it goes when the process ends.
 class TemporaryFolder {
 public:
