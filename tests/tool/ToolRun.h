@@ -23,14 +23,15 @@ public:
     explicit ToolRun(const std::string& commandLine, const std::string& as = "") { // a command that runs it
         int ends[2];
         if (pipe(ends) != 0) std::perror("pipe");
+        // Before the fork: another thread of the test may hold the allocator's lock then, which nobody would
+        // release in the child.
+        const std::string shell = "exec " + as + " timeout --foreground -k 5 40 " VELMAR_BINARY " " + commandLine;
         m_process = fork();
         if (m_process == 0) {
             dup2(ends[1], STDOUT_FILENO);
             dup2(ends[1], STDERR_FILENO);
             close(ends[0]);
             close(ends[1]);
-            const std::string shell =
-                "exec " + as + " timeout --foreground -k 5 40 " VELMAR_BINARY " " + commandLine;
             execl("/bin/sh", "sh", "-c", shell.c_str(), nullptr);
             _exit(127);
         }
