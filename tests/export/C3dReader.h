@@ -98,9 +98,7 @@ public:
 
     const Parameter& Get(const std::string& groupColonName) const {
         const Parameter* found = Find(groupColonName);
-        if (!found) {
-            Fail(groupColonName + " is missing");
-        }
+        if (!found) Fail(groupColonName + " is missing");
         return *found;
     }
 
@@ -123,17 +121,13 @@ public:
 
     // The fourth word of a point holds cameras and residual; a negative one says that the point is invalid.
     std::optional<Vector> Point(std::size_t frame, std::size_t point) const {
-        if (frame >= frames_ || point >= points_) {
+        if (frame >= frames_ || point >= points_)
             Fail("no point " + std::to_string(point) + " in frame " + std::to_string(frame));
-        }
         const std::size_t start = frame * WordsPerFrame() + 4 * point;
         const double residual = Stored(start + 3, false);
-        if (!(residual >= -32768 && residual <= 32767)) {
+        if (!(residual >= -32768 && residual <= 32767))
             Fail("residual out of range in frame " + std::to_string(frame) + ", point " + std::to_string(point));
-        }
-        if (residual < 0) {
-            return std::nullopt;
-        }
+        if (residual < 0) return std::nullopt;
         const double factor = floats_ ? 1 : scale_;
         const Vector position = {factor * Stored(start, false), factor * Stored(start + 1, false),
                                  factor * Stored(start + 2, false)};
@@ -145,13 +139,11 @@ public:
     }
 
     double Analog(std::size_t frame, std::size_t channel) const {
-        if (frame >= frames_ || channel >= channels_) {
+        if (frame >= frames_ || channel >= channels_)
             Fail("no analog channel " + std::to_string(channel) + " in frame " + std::to_string(frame));
-        }
         const double stored = Stored(frame * WordsPerFrame() + 4 * points_ + channel, unsignedAnalog_);
-        if (!std::isfinite(stored)) {
+        if (!std::isfinite(stored))
             Fail("no number in frame " + std::to_string(frame) + ", analog channel " + std::to_string(channel));
-        }
         return (stored - analogOffsets_[channel]) * analogScales_[channel] * generalScale_;
     }
 
@@ -160,13 +152,10 @@ public:
     std::size_t Platforms() const { return plates_.size(); }
 
     Wrench Platform(std::size_t frame, std::size_t platform) const {
-        if (platform >= plates_.size()) {
-            Fail("no force platform " + std::to_string(platform));
-        }
+        if (platform >= plates_.size()) Fail("no force platform " + std::to_string(platform));
         const Detail::Plate& plate = plates_[platform];
-        if (plate.type != 3 && plate.type != 4) {
+        if (plate.type != 3 && plate.type != 4)
             Fail("force platform of type " + std::to_string(plate.type) + " is not read");
-        }
         const Detail::Load load = plate.type == 3 ? LoadOfType3(frame, plate) : LoadOfType4(frame, plate);
         const Vector& force = load.force;
         // Without vertical force there is no centre of pressure; the load is then given at the plate's centre.
@@ -174,9 +163,8 @@ public:
         const double y = force[2] != 0 ? load.moment[0] / force[2] : 0;
         Wrench wrench;
         wrench.point = Detail::Add(Detail::Add(plate.centre, plate.axes[0], x), plate.axes[1], y);
-        for (std::size_t axis = 0; axis < 3; ++axis) {
+        for (std::size_t axis = 0; axis < 3; ++axis)
             wrench.force = Detail::Add(wrench.force, plate.axes[axis], force[axis]);
-        }
         wrench.freeMoment = load.moment[2] - (x * force[1] - y * force[0]);
         return wrench;
     }
@@ -198,9 +186,7 @@ private:
     [[noreturn]] void Fail(const std::string& what) const { throw std::runtime_error(path_ + ": " + what); }
 
     void Check(bool holds, const std::string& what) const {
-        if (!holds) {
-            Fail(what);
-        }
+        if (!holds) Fail(what);
     }
 
     // Bytes, all little end first (processor type 84). Who calls these has checked that the place is in the file.
@@ -220,9 +206,7 @@ private:
 
     std::string Text(std::size_t at, std::size_t length) const {
         std::string text;
-        for (std::size_t i = 0; i < length; ++i) {
-            text.push_back(static_cast<char>(bytes_[at + i]));
-        }
+        for (std::size_t i = 0; i < length; ++i) text.push_back(static_cast<char>(bytes_[at + i]));
         return text;
     }
 
@@ -238,9 +222,7 @@ private:
     std::size_t WordsPerFrame() const { return 4 * points_ + channels_; }
 
     double Stored(std::size_t word, bool isUnsigned) const {
-        if (floats_) {
-            return Float(sectionEnd_ + 4 * word);
-        }
+        if (floats_) return Float(sectionEnd_ + 4 * word);
         const std::size_t at = sectionEnd_ + 2 * word;
         return isUnsigned ? static_cast<double>(Unsigned16(at)) : static_cast<double>(Signed16(at));
     }
@@ -251,9 +233,7 @@ private:
         const std::string content((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
         Check(!stream.bad(), "cannot be read");
         bytes_.reserve(content.size());
-        for (const char character : content) {
-            bytes_.push_back(static_cast<unsigned char>(character));
-        }
+        for (const char character : content) bytes_.push_back(static_cast<unsigned char>(character));
     }
 
     // The parameters follow the header at once, in block 2: the file has no room for anything else.
@@ -270,9 +250,7 @@ private:
     }
 
     void Inside(std::size_t at, std::size_t length) const {
-        if (at > sectionEnd_ || length > sectionEnd_ - at) {
-            Fail("the chain of parameters leaves its section");
-        }
+        if (at > sectionEnd_ || length > sectionEnd_ - at) Fail("the chain of parameters leaves its section");
     }
 
     // Each record gives its length twice, by its content and by its offset: the two must agree. The chain ends
@@ -294,11 +272,10 @@ private:
             const std::string name = Name(at + 2, length);
             const std::size_t offsetAt = at + 2 + length;
             std::size_t end = offsetAt + 2;
-            if (id < 0) {
+            if (id < 0)
                 Check(groups.emplace(-id, name).second, "two groups have the number of " + name);
-            } else {
+            else
                 loose.push_back({id, name, ReadParameter(end, name)});
-            }
             SkipDescription(end);
             const int offset = Signed16(offsetAt);
             more = offset != 0;
@@ -312,9 +289,7 @@ private:
     std::string Name(std::size_t at, std::size_t length) const {
         std::string name = Text(at, length);
         for (char& character : name) {
-            if (character >= 'a' && character <= 'z') {
-                character = static_cast<char>(character - 'a' + 'A');
-            }
+            if (character >= 'a' && character <= 'z') character = static_cast<char>(character - 'a' + 'A');
             const bool valid = (character >= 'A' && character <= 'Z') || (character >= '0' && character <= '9') ||
                                character == '_';
             Check(valid, "the name " + name + " has a character that is none of A-Z, 0-9, _");
@@ -351,30 +326,24 @@ private:
         if (size == -1) {
             // The first dimension is the length of each text.
             const std::size_t length = count == 0 ? 1 : parameter.dimensions.front();
-            for (std::size_t i = 0; i < elements; i += length) {
+            for (std::size_t i = 0; i < elements; i += length)
                 parameter.texts.push_back(Detail::WithoutTrailingBlanks(Text(at + i, length)));
-            }
         } else {
-            for (std::size_t i = 0; i < elements; ++i) {
-                parameter.numbers.push_back(Number(at + i * width, size));
-            }
+            for (std::size_t i = 0; i < elements; ++i) parameter.numbers.push_back(Number(at + i * width, size));
         }
         at += elements * width;
         return parameter;
     }
 
     double Number(std::size_t at, int size) const {
-        if (size == 4) {
-            return Float(at);
-        }
+        if (size == 4) return Float(at);
         return static_cast<double>(size == 2 ? Signed16(at) : Signed8(at));
     }
 
     void Assign(const std::map<int, std::string>& groups, const std::vector<Loose>& loose) {
         std::map<std::string, int> numbers;
-        for (const auto& [number, name] : groups) {
+        for (const auto& [number, name] : groups)
             Check(numbers.emplace(name, number).second, "the group " + name + " is there twice");
-        }
         for (const Loose& one : loose) {
             const auto group = groups.find(one.group);
             Check(group != groups.end(), "the parameter " + one.name + " belongs to no group");
@@ -423,9 +392,7 @@ private:
         }
         Check(numbers.size() == count,
               name + " has " + std::to_string(numbers.size()) + " numbers, not " + std::to_string(count));
-        for (const double number : numbers) {
-            Check(std::isfinite(number), name + " holds what is no finite number");
-        }
+        for (const double number : numbers) Check(std::isfinite(number), name + " holds what is no finite number");
         return numbers;
     }
 
@@ -489,11 +456,9 @@ private:
         analogOffsets_ = ChainedNumbers("ANALOG:OFFSET", channels_);
         const Parameter* format = Find("ANALOG:FORMAT");
         unsignedAnalog_ = format && format->texts == std::vector<std::string>{"UNSIGNED"};
-        for (double& offset : analogOffsets_) {
-            if (unsignedAnalog_ && Get("ANALOG:OFFSET").elementSize == 2) {
+        for (double& offset : analogOffsets_)
+            if (unsignedAnalog_ && Get("ANALOG:OFFSET").elementSize == 2)
                 offset = static_cast<double>(Wrapped(offset));
-            }
-        }
     }
 
     void CheckLength() const {
@@ -517,12 +482,9 @@ private:
             Check(!part->dimensions.empty() && (part->dimensions[0] == 2 || labels.empty()),
                   "EVENT:TIMES has not two rows");
         }
-        if (Find("EVENT:CONTEXTS")) {
-            Labels("EVENT:CONTEXTS");
-        }
-        for (std::size_t i = 0; i < labels.size(); ++i) {
+        if (Find("EVENT:CONTEXTS")) Labels("EVENT:CONTEXTS");
+        for (std::size_t i = 0; i < labels.size(); ++i)
             events_.emplace_back(60 * times[2 * i] + times[2 * i + 1], labels[i]);
-        }
     }
 
     // The header repeats the first 18 events with the first four characters of their labels. Both places hold
@@ -549,16 +511,13 @@ private:
         const bool single = plates_.size() == 1 && parameter.dimensions == rows;
         rows.push_back(plates_.size());
         Check(single || parameter.dimensions == rows, fullName + " has the wrong dimensions");
-        for (const double number : parameter.numbers) {
+        for (const double number : parameter.numbers)
             Check(std::isfinite(number), fullName + " holds what is no finite number");
-        }
         return parameter;
     }
 
     void ReadPlatforms() {
-        if (!Find("FORCE_PLATFORM:USED") || Word("FORCE_PLATFORM:USED") == 0) {
-            return;
-        }
+        if (!Find("FORCE_PLATFORM:USED") || Word("FORCE_PLATFORM:USED") == 0) return;
         plates_.resize(Word("FORCE_PLATFORM:USED"));
         const Parameter& zero = Get("FORCE_PLATFORM:ZERO");
         Check(zero.numbers == std::vector<double>{0, 0}, "FORCE_PLATFORM:ZERO is not 0 0");
@@ -625,9 +584,7 @@ private:
     // the surface at az0, which is negative.
     Detail::Load LoadOfType3(std::size_t frame, const Detail::Plate& plate) const {
         std::array<double, 8> f{};
-        for (std::size_t i = 0; i < 8; ++i) {
-            f[i] = Analog(frame, plate.channels[i]);
-        }
+        for (std::size_t i = 0; i < 8; ++i) f[i] = Analog(frame, plate.channels[i]);
         const double a = plate.origin[0];
         const double b = plate.origin[1];
         Detail::Load load;
@@ -641,9 +598,7 @@ private:
         std::array<double, 6> output{};
         for (std::size_t input = 0; input < 6; ++input) {
             const double value = Analog(frame, plate.channels[input]);
-            for (std::size_t row = 0; row < 6; ++row) {
-                output[row] += plate.calibration[row + 6 * input] * value;
-            }
+            for (std::size_t row = 0; row < 6; ++row) output[row] += plate.calibration[row + 6 * input] * value;
         }
         Detail::Load load;
         load.force = {output[0], output[1], output[2]};
