@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <csignal>
 #include <initializer_list>
+#include <utility>
 
 namespace StopSignal {
 
@@ -12,6 +13,7 @@ namespace {
 volatile std::sig_atomic_t g_arrived = 0;
 volatile std::sig_atomic_t g_endsAtOnce = 0;
 sigset_t g_whileWaiting; // the mask the program started with
+thread_local const std::atomic<bool>* t_request = nullptr;
 
 void OnSignal(int) {
     g_arrived = 1;
@@ -35,7 +37,7 @@ void Install() {
     std::signal(SIGXFSZ, SIG_IGN);
 }
 
-bool Arrived() { return g_arrived != 0; }
+bool Arrived() { return t_request == nullptr ? g_arrived != 0 : t_request->load(std::memory_order_relaxed); }
 
 void Poll(std::span<pollfd> descriptors, std::optional<std::chrono::nanoseconds> timeout) {
     constexpr long kNanosecondsPerSecond = 1'000'000'000;
@@ -64,8 +66,12 @@ EndsAtOnce::~EndsAtOnce() {
 }
 
 bool ArrivesNow() {
-    Sleep(std::chrono::nanoseconds(0));
+    if (t_request == nullptr) Sleep(std::chrono::nanoseconds(0));
     return Arrived();
 }
+
+Request::Request(const std::atomic<bool>& flag) : m_former(std::exchange(t_request, &flag)) {}
+
+Request::~Request() { t_request = m_former; }
 
 } // namespace StopSignal

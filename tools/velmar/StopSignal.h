@@ -4,6 +4,7 @@
 
 #include <poll.h>
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <optional>
@@ -39,6 +40,19 @@ public:
 
 private:
     sigset_t m_former;
+};
+
+// Reading a recording in a program that has its signals for itself: while one exists, what runs on this thread
+// asks this flag, which another thread may set, instead of the signals.
+class Request {
+public:
+    explicit Request(const std::atomic<bool>& flag);
+    ~Request();
+    Request(const Request&) = delete;
+    Request& operator=(const Request&) = delete;
+
+private:
+    const std::atomic<bool>* m_former;
 };
 
 } // namespace StopSignal

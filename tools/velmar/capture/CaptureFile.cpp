@@ -33,6 +33,7 @@ CaptureFile::CaptureFile(std::string path) : m_path(std::move(path)) {
     if (file == nullptr)
         throw std::runtime_error(
             fmt::format("{} cannot be read: {}", m_path, std::generic_category().message(errno)));
+    std::setvbuf(file, m_buffer.data(), _IOFBF, m_buffer.size());
     char reason[PCAP_ERRBUF_SIZE] = "";
     m_file.reset(pcap_fopen_offline_with_tstamp_precision(file, PCAP_TSTAMP_PRECISION_NANO, reason));
     if (!m_file) {
@@ -49,17 +50,17 @@ CaptureFile::CaptureFile(std::string path) : m_path(std::move(path)) {
     }
 }
 
-std::optional<CapturedDatagram> CaptureFile::Next() {
+CapturedDatagram* CaptureFile::Next() {
     constexpr unsigned int kRecordsBetweenLooks = 256;
     for (;;) {
-        if (++m_records % kRecordsBetweenLooks == 0 && StopSignal::ArrivesNow()) return std::nullopt;
+        if (++m_records % kRecordsBetweenLooks == 0 && StopSignal::ArrivesNow()) return nullptr;
         pcap_pkthdr* record = nullptr;
         const u_char* bytes = nullptr;
         const int result = pcap_next_ex(m_file.get(), &record, &bytes);
         if (result == PCAP_ERROR) m_error = pcap_geterr(m_file.get());
-        if (result != 1) return std::nullopt;
+        if (result != 1) return nullptr;
         const auto packet = Ipv4PacketIn(pcap_datalink(m_file.get()), {bytes, record->caplen});
-        if (auto datagram = packet ? m_input.Take(*packet, TimeOf(record->ts)) : std::nullopt) return datagram;
+        if (packet && m_input.Take(*packet, TimeOf(record->ts), m_datagram)) return &m_datagram;
     }
 }
 

@@ -36,6 +36,19 @@ T CopyOut(Bytes bytes) {
     return record;
 }
 
+// What a packet's body holds, if that is a datagram.
+bool ReadDatagram(Bytes body, const iphdr& ip, CapturedDatagram& datagram) {
+    if (body.size() < sizeof(udphdr)) return false;
+    const auto udp = CopyOut<udphdr>(body);
+    const std::size_t length = ntohs(udp.len);
+    if (length < sizeof udp || length > body.size()) return false;
+    const Bytes payload = body.subspan(sizeof udp, length - sizeof udp);
+    datagram.from = MakeAddress({ip.saddr}, ntohs(udp.source));
+    datagram.to = MakeAddress({ip.daddr}, ntohs(udp.dest));
+    datagram.payload.assign(payload.begin(), payload.end());
+    return true;
+}
+
 // The pieces in their order without a gap, or nothing.
 std::optional<std::vector<unsigned char>> Whole(const std::map<std::size_t, std::vector<unsigned char>>& parts,
                                                 std::size_t size) {
@@ -69,35 +82,30 @@ std::optional<Bytes> Ipv4PacketIn(int linkType, Bytes packet) {
     return packet;
 }
 
-std::optional<CapturedDatagram> Ipv4Input::Take(Bytes packet, std::chrono::nanoseconds time) {
-    if (packet.size() < sizeof(iphdr)) return std::nullopt;
+bool Ipv4Input::Take(Bytes packet, std::chrono::nanoseconds time, CapturedDatagram& datagram) {
+    if (packet.size() < sizeof(iphdr)) return false;
     const auto ip = CopyOut<iphdr>(packet);
     const std::size_t headerSize = std::size_t{4} * ip.ihl;
     const std::size_t totalSize = ntohs(ip.tot_len);
-    if (ip.version != IPVERSION || ip.protocol != IPPROTO_UDP) return std::nullopt;
-    if (headerSize < sizeof ip || totalSize < headerSize) return std::nullopt;
+    if (ip.version != IPVERSION || ip.protocol != IPPROTO_UDP) return false;
+    if (headerSize < sizeof ip || totalSize < headerSize) return false;
     if (totalSize > packet.size()) {
         ++m_cutPackets;
-        return std::nullopt;
+        return false;
     }
     const unsigned int fragment = ntohs(ip.frag_off);
-    const auto joined = Join({{ip.saddr, ip.daddr, ip.id}, time, {}, {}}, std::size_t{8} * (fragment & IP_OFFMASK),
-                             (fragment & IP_MF) != 0, packet.subspan(headerSize, totalSize - headerSize));
-    if (!joined || joined->size() < sizeof(udphdr)) return std::nullopt;
-    const auto udp = CopyOut<udphdr>(*joined);
-    const std::size_t length = ntohs(udp.len);
-    if (length < sizeof udp || length > joined->size()) return std::nullopt;
-    const Bytes payload = Bytes(*joined).subspan(sizeof udp, length - sizeof udp);
-    return CapturedDatagram{time,
-                            MakeAddress({ip.saddr}, ntohs(udp.source)),
-                            MakeAddress({ip.daddr}, ntohs(udp.dest)),
-                            {payload.begin(), payload.end()}};
+    const std::size_t offset = std::size_t{8} * (fragment & IP_OFFMASK);
+    const bool more = (fragment & IP_MF) != 0;
+    const Bytes part = packet.subspan(headerSize, totalSize - headerSize);
+    datagram.time = time;
+    if (offset == 0 && !more) return ReadDatagram(part, ip, datagram);
+    const auto joined = Join({{ip.saddr, ip.daddr, ip.id}, time, {}, {}}, offset, more, part);
+    return joined && ReadDatagram(*joined, ip, datagram);
 }
 
 std::optional<std::vector<unsigned char>> Ipv4Input::Join(const Partial& begun, std::size_t offset, bool more,
                                                           Bytes part) {
     std::vector<unsigned char> bytes(part.begin(), part.end());
-    if (offset == 0 && !more) return bytes;
     m_partials.remove_if([&](const Partial& old) {
         return old.time > begun.time + kPatience || old.time + kPatience < begun.time;
     });

@@ -19,9 +19,9 @@ bool IsKnownLinkType(int linkType);
 // Puts IPv4 fragments together, in whatever order they come.
 class Ipv4Input {
 public:
-    // The datagram that this packet, captured at this time, completes. Checksums are not looked at: where they
-    // were captured, the network card may not have filled them in yet.
-    std::optional<CapturedDatagram> Take(Bytes packet, std::chrono::nanoseconds time);
+    // Whether this packet, captured at this time, completes a datagram, which then is `datagram`. Checksums are
+    // not looked at: where they were captured, the network card may not have filled them in yet.
+    bool Take(Bytes packet, std::chrono::nanoseconds time, CapturedDatagram& datagram);
 
     // UDP packets of which the capture holds only a part.
     long long CutPackets() const { return m_cutPackets; }

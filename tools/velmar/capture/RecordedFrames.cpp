@@ -1,10 +1,11 @@
 #include "capture/RecordedFrames.h"
 
-#include "AppDataModel.h"
+#include <new>
+
 #include "TarvoWire.h"
 #include "capture/Recording.h"
-
-void RecordedFrames::Release::operator()(sFrameOfMocapData* frame) const { CAppDataModel().ReleaseMocap(frame); }
+#include "model/FrameArrays.h"
+#include "model/FrameDecoder.h"
 
 RecordedFrames::RecordedFrames(const std::string& path, const sDataDescriptions* descriptions,
                                std::vector<float> unloaded)
@@ -31,20 +32,25 @@ const RecordedFrame* RecordedFrames::Next() {
 }
 
 bool RecordedFrames::Decode(const unsigned char* body, unsigned int size) {
-    sFrameOfMocapData* decoded = nullptr;
+    m_record.ReleaseArrays();
     int length = 0;
-    const int result = CAppDataModel().DecodeMocap(body, size, length, decoded);
-    m_frame.reset(decoded);
-    if (result != 0) {
+    if (!DecodeFrame(body, size, length, *m_record.frame, m_record.filled)) {
         ++m_undecodable;
         m_ledger->IsUndecodable({body, size});
         return false;
     }
-    m_ledger->Deliver(decoded->frameNumber);
-    m_item.frame = decoded;
-    m_plates.Take(*decoded, m_item.plates);
+    m_ledger->Deliver(m_record.frame->frameNumber);
+    m_item.frame = m_record.frame.get();
+    m_plates.Take(*m_record.frame, m_item.plates);
     return true;
 }
+
+RecordedFrames::Record::Record() : frame(FrameArrays::MakeZeroed<sFrameOfMocapData>()) {
+    if (frame == nullptr) throw std::bad_alloc();
+}
+
+// As far as it was decoded: of a frame that could not be, the count that made it so may be anything.
+void RecordedFrames::Record::ReleaseArrays() { filled.ReleaseArrays(*frame); }
 
 sStreamStatistics RecordedFrames::Statistics() const {
     sStreamStatistics statistics{};

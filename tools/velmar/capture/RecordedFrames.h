@@ -11,6 +11,7 @@
 #include "TarvoStream.h"
 #include "capture/CaptureFile.h"
 #include "capture/RecordedPlates.h"
+#include "model/FrameExtent.h"
 #include "transport/MessageJoin.h"
 
 struct RecordedFrame {
@@ -42,8 +43,16 @@ public:
     sStreamStatistics Statistics() const;
 
 private:
-    struct Release {
-        void operator()(sFrameOfMocapData* frame) const;
+    // One for all frames: zeroing 152 KB for each would cost more than decoding it.
+    struct Record {
+        Record(); // throws std::bad_alloc
+        ~Record() { ReleaseArrays(); }
+        Record(const Record&) = delete;
+        Record& operator=(const Record&) = delete;
+        void ReleaseArrays();
+
+        std::unique_ptr<sFrameOfMocapData> frame;
+        FrameExtent filled; // how far it does not read as zero
     };
 
     bool Decode(const unsigned char* body, unsigned int size);
@@ -54,7 +63,7 @@ private:
     CMessageJoin m_join{*m_ledger};
     std::vector<unsigned char> m_joinArea;
     RecordedPlates m_plates;
-    std::unique_ptr<sFrameOfMocapData, Release> m_frame;
+    Record m_record;
     RecordedFrame m_item{};
     long long m_undecodable = 0;
 };

@@ -26,7 +26,7 @@ void KeepAnswer(Message& message, Recording& recording) {
 } // namespace
 
 bool IsStream(const CapturedDatagram& datagram) {
-    const sockaddr_in group = GroupAddress();
+    static const sockaddr_in group = GroupAddress();
     return datagram.to.sin_port == group.sin_port && datagram.to.sin_addr.s_addr == group.sin_addr.s_addr;
 }
 

@@ -18,6 +18,7 @@ void CheckTableSize(const Take& take, long long rows, std::size_t valuesInRow) {
     throw std::runtime_error(
         fmt::format("{} would become {} of {}, {:.0f} times what was recorded: its frame numbers, names or "
                     "identifiers are not "
-                    "those of one stream. Take a part of it with --from and --to",
-                    take.options.file, Counted(rows, "row"), Counted(valuesInRow, "value"), wanted / recorded));
+                    "those of one stream. Take a part of it with {}",
+                    take.options.file, Counted(rows, "row"), Counted(valuesInRow, "value"), wanted / recorded,
+                    take.options.names.range));
 }

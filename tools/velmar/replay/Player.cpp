@@ -59,7 +59,7 @@ void Player::Advance() {
 }
 
 std::optional<CapturedDatagram> Player::ReadStream() {
-    while (auto datagram = m_file->Next())
-        if (IsStream(*datagram)) return datagram;
+    while (const CapturedDatagram* const datagram = m_file->Next())
+        if (IsStream(*datagram)) return *datagram;
     return std::nullopt;
 }

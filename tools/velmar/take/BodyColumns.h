@@ -2,9 +2,7 @@
 #ifndef VELMAR_TAKE_BODY_COLUMNS_H
 #define VELMAR_TAKE_BODY_COLUMNS_H
 
-#include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "TarvoSDKClient.h"
@@ -15,7 +13,8 @@ class BodyColumns {
 public:
     void Collect(const sFrameOfMocapData& frame); // with every frame
 
-    std::size_t Collected() const { return m_collected; } // so far: at least one for each skeleton
+    // So far: at least one for each skeleton.
+    std::size_t Collected() const { return m_bodies.Count() + m_bonesOfSkeletons + m_skeletons.Count(); }
 
     // Thereafter: names and orders them. Rigid bodies by identifier, then skeletons, their bones as the frames
     // have them.
@@ -23,7 +22,7 @@ public:
 
     const std::vector<std::string>& Labels() const { return m_labels; } // "body Stick", "bone Ann:Hips"
     std::size_t Count() const { return m_labels.size(); }
-    std::size_t RigidBodies() const { return m_bodies.size(); } // of these, that are no bones
+    std::size_t RigidBodies() const { return m_bodies.Count(); } // of these, that are no bones
 
     // Null where one is missing. As long as the frame.
     void Place(const sFrameOfMocapData& frame, std::vector<const sRigidBodySample*>& bodies) const;
@@ -33,12 +32,12 @@ private:
         int bones = 0; // the most that a frame had
         std::size_t first = 0;
     };
-    std::size_t m_collected = 0;
-    // A frame may have several of one identifier.
-    std::map<std::pair<int, int>, std::size_t> m_bodies; // to column
-    std::map<std::pair<int, int>, Skeleton> m_skeletons;
-    mutable Occurrences<int> m_bodiesOfFrame;
-    mutable Occurrences<int> m_skeletonsOfFrame;
+    struct Body {
+        std::size_t column = 0;
+    };
+    std::size_t m_bonesOfSkeletons = 0;
+    mutable Occurrences<int, Body> m_bodies;
+    mutable Occurrences<int, Skeleton> m_skeletons;
     std::vector<std::string> m_labels;
 };
 

@@ -32,19 +32,20 @@ std::string Damage(const Take& take) {
 std::string Doubt(const Take& take) {
     const std::string text = take.doubt.Text();
     if (text.empty()) return {};
-    return text + ". Name frames in which nothing stood on a plate: --unloaded FIRST-LAST";
+    return fmt::format("{}. Name frames in which nothing stood on a plate: {}", text, take.options.names.unloaded);
 }
 
 std::string DoubtfulRate(const Take& take) {
     constexpr double kTolerance = 0.05;
     const FrameTimeline& timeline = take.timeline;
     if (timeline.Source() == FrameTimeline::RateSource::kUnknown && timeline.Slots() > 1)
-        return take.options.file + " tells no frame rate: a frame counts as a second. Name the rate with --rate";
+        return fmt::format("{} tells no frame rate: a frame counts as a second. Name the rate with {}",
+                           take.options.file, take.options.names.rate);
     const std::optional<double> measured = timeline.Measured();
     if (take.options.rate || !measured || std::abs(*measured / timeline.Rate() - 1) <= kTolerance) return {};
     return fmt::format(
-        "{}: the server states {:.6g} frames a second, they arrived at {:.6g}. Name the rate with --rate",
-        take.options.file, timeline.Rate(), *measured);
+        "{}: the server states {:.6g} frames a second, they arrived at {:.6g}. Name the rate with {}",
+        take.options.file, timeline.Rate(), *measured, take.options.names.rate);
 }
 
 } // namespace

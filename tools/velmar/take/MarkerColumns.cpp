@@ -6,6 +6,7 @@
 #include <bit>
 #include <cmath>
 #include <cstring>
+#include <map>
 #include <set>
 
 #include "NameText.h"
@@ -32,54 +33,51 @@ void MakeDifferent(std::vector<std::string>& labels) {
 
 void MarkerColumns::Collect(const sFrameOfMocapData& frame, bool isSimulated) {
     m_isSimulated = isSimulated;
-    m_setsOfFrame.BeginFrame();
-    m_labeledOfFrame.BeginFrame();
+    m_sets.BeginFrame();
+    m_labeled.BeginFrame();
     for (int i = 0; i < frame.markerSetCount; ++i) {
-        const auto [set, isNew] = m_sets.try_emplace(m_setsOfFrame.Next(NameText(frame.markerSets[i].name)));
-        const int markers = std::max(set->second.markers, frame.markerSets[i].markerCount);
-        m_collected += static_cast<std::size_t>(markers - set->second.markers) + (isNew ? 1 : 0);
-        set->second.markers = markers;
+        Set& set = m_sets.FindOrMake(NameText(frame.markerSets[i].name));
+        const int markers = std::max(set.markers, frame.markerSets[i].markerCount);
+        m_markersOfSets += static_cast<std::size_t>(markers - set.markers);
+        set.markers = markers;
     }
-    for (int i = 0; isSimulated && i < frame.labeledMarkerCount; ++i) {
-        const auto marker = std::bit_cast<LabeledMarkerRecord>(frame.labeledMarkers[i]);
-        m_collected += m_labeled.try_emplace(m_labeledOfFrame.Next(marker.id)).second ? 1 : 0;
-    }
+    for (int i = 0; isSimulated && i < frame.labeledMarkerCount; ++i)
+        m_labeled.FindOrMake(std::bit_cast<LabeledMarkerRecord>(frame.labeledMarkers[i]).id);
 }
 
 void MarkerColumns::Settle(DescribedNames& names) {
     m_labels.clear();
-    for (auto& [key, set] : m_sets) {
-        const std::string& name = key.first;
+    m_sets.ForEach([&](const std::string& name, Set& set) {
         set.first = m_labels.size();
         for (int k = 0; k < set.markers; ++k) {
             const std::string& marker = names.markers[name][k];
             m_labels.push_back(fmt::format("{}:{}", name, marker.empty() ? std::to_string(k + 1) : marker));
         }
-    }
-    for (auto& [key, column] : m_labeled) {
-        column = m_labels.size();
-        m_labels.push_back(fmt::format("Marker{}", key.first));
-    }
+    });
+    m_labeled.ForEach([&](int id, Labeled& marker) {
+        marker.column = m_labels.size();
+        m_labels.push_back(fmt::format("Marker{}", id));
+    });
     MakeDifferent(m_labels);
 }
 
 void MarkerColumns::Place(const sFrameOfMocapData& frame, Positions& positions) const {
     positions.assign(m_labels.size(), std::nullopt);
-    m_setsOfFrame.BeginFrame();
-    m_labeledOfFrame.BeginFrame();
+    m_sets.BeginFrame();
+    m_labeled.BeginFrame();
     for (int i = 0; i < frame.markerSetCount; ++i) {
         const sMarkerSetSample& sample = frame.markerSets[i];
-        const auto set = m_sets.find(m_setsOfFrame.Next(NameText(sample.name)));
-        if (set == m_sets.end()) continue;
-        const int known = std::min(sample.markerCount, set->second.markers);
+        const Set* const set = m_sets.Find(NameText(sample.name));
+        if (set == nullptr) continue;
+        const int known = std::min(sample.markerCount, set->markers);
         for (int k = 0; k < known; ++k)
-            positions[set->second.first + static_cast<std::size_t>(k)] = Present(sample.markers[k]);
+            positions[set->first + static_cast<std::size_t>(k)] = Present(sample.markers[k]);
     }
     for (int i = 0; m_isSimulated && i < frame.labeledMarkerCount; ++i) {
         const auto marker = std::bit_cast<LabeledMarkerRecord>(frame.labeledMarkers[i]);
-        const auto column = m_labeled.find(m_labeledOfFrame.Next(marker.id));
-        if (column == m_labeled.end()) continue;
+        const Labeled* const known = m_labeled.Find(marker.id);
+        if (known == nullptr) continue;
         const auto& [x, y, z] = marker.position;
-        positions[column->second] = Present({x, y, z});
+        positions[known->column] = Present({x, y, z});
     }
 }

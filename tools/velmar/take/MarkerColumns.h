@@ -2,10 +2,8 @@
 #ifndef VELMAR_TAKE_MARKER_COLUMNS_H
 #define VELMAR_TAKE_MARKER_COLUMNS_H
 
-#include <map>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "TarvoSDKClient.h"
@@ -20,7 +18,7 @@ public:
     void Collect(const sFrameOfMocapData& frame, bool isSimulated);
 
     // So far: at least one for each set.
-    std::size_t Collected() const { return m_collected; }
+    std::size_t Collected() const { return m_markersOfSets + m_sets.Count() + m_labeled.Count(); }
 
     // Thereafter: names and orders them. Sets by name, then labelled markers by identifier.
     void Settle(DescribedNames& names);
@@ -37,13 +35,13 @@ private:
         int markers = 0; // the most that a frame had
         std::size_t first = 0;
     };
+    struct Labeled {
+        std::size_t column = 0;
+    };
     bool m_isSimulated = false;
-    std::size_t m_collected = 0;
-    // A frame may have several of one name, or of one identifier.
-    std::map<std::pair<std::string, int>, Set> m_sets;
-    std::map<std::pair<int, int>, std::size_t> m_labeled; // to column
-    mutable Occurrences<std::string> m_setsOfFrame;
-    mutable Occurrences<int> m_labeledOfFrame;
+    std::size_t m_markersOfSets = 0;
+    mutable Occurrences<std::string, Set> m_sets;
+    mutable Occurrences<int, Labeled> m_labeled;
     std::vector<std::string> m_labels;
 };
 

@@ -64,7 +64,8 @@ Take::Take(TakeOptions wanted)
       names(descriptions),
       doubt(descriptions.list.get()) {
     ReadTimes();
-    ReadItems();
+    if (!ItemsComeWithTimes()) ReadItems();
+    SettlePlates();
     markers.Settle(names);
     bodies.Settle(names);
 }
@@ -86,12 +87,16 @@ std::optional<double> Take::StatedRate() const {
     return rate;
 }
 
+// One time less through the file, when all its frames count, and nothing of them must be known before.
+bool Take::ItemsComeWithTimes() const { return options.range.IsWhole() && !options.unloaded; }
+
 void Take::ReadTimes() {
     RecordedFrames frames(options.file, descriptions.list.get());
     MeanReadings mean;
     while (const RecordedFrame* const item = frames.Next()) {
-        timeline.Add(item->frame->frameNumber, item->time);
         const long long number = item->frame->frameNumber;
+        timeline.Add(item->frame->frameNumber, item->time);
+        if (ItemsComeWithTimes()) Collect(*item);
         if (options.unloaded && number >= options.unloaded->first && number <= options.unloaded->last)
             mean.Add(item->readings->Readings());
     }
@@ -110,8 +115,37 @@ void Take::ReadTimes() {
                                              options.unloaded->first, options.unloaded->last));
 }
 
+void Take::ReadItems() {
+    RecordedFrames frames(options.file, descriptions.list.get(), unloaded);
+    for (std::size_t i = 0; const RecordedFrame* const item = frames.Next(); ++i) {
+        if (i >= timeline.Added()) break; // the file has grown since
+        const FrameTimeline::Place place = timeline.At(i);
+        if (place.isIn || place.isRepeated)
+            Collect(*item);
+        else
+            m_wholePlates.push_back(kNotWhole);
+    }
+    if (StopSignal::Arrived()) throw std::runtime_error("stopped before the end of " + options.file);
+}
+
+void Take::Collect(const RecordedFrame& item) {
+    const sFrameOfMocapData& frame = *item.frame;
+    if (std::exchange(m_isFirst, false)) firstNumber = frame.frameNumber;
+    lastNumber = frame.frameNumber;
+    CollectNames(frame);
+    analogChannels = std::max(analogChannels, frame.analogCount);
+    otherMarkers = std::max(otherMarkers, frame.otherMarkerCount);
+    labeledMarkers = std::max(labeledMarkers, frame.labeledMarkerCount);
+    bodyMarkers = std::max(bodyMarkers, MarkersOf(frame));
+    doubt.Take(item.plates);
+    m_wholePlates.push_back(AreNumbers(item.plates) ? static_cast<std::int8_t>(item.plates.plateCount)
+                                                    : kNotWhole);
+    const std::span<const float> readings = item.readings->Unloaded();
+    if (readings.size() > plateUnloaded.size()) plateUnloaded.assign(readings.begin(), readings.end());
+}
+
 // A stream has the same items in all its frames, or nearly so.
-void Take::Collect(const sFrameOfMocapData& frame) {
+void Take::CollectNames(const sFrameOfMocapData& frame) {
     constexpr std::size_t kMost = 65'535; // twice as many as the longest message has room for
     markers.Collect(frame, IsSimulated());
     bodies.Collect(frame);
@@ -122,31 +156,11 @@ void Take::Collect(const sFrameOfMocapData& frame) {
                     options.file, frame.frameNumber, kMost));
 }
 
-void Take::ReadItems() {
-    RecordedFrames frames(options.file, descriptions.list.get(), unloaded);
-    bool isFirst = true;
-    std::array<long long, TARVO_MAX_FORCE_PLATES + 1> framesByPlates{};
-    for (std::size_t i = 0; const RecordedFrame* const item = frames.Next(); ++i) {
-        if (i >= timeline.Added()) break; // the file has grown since
-        const FrameTimeline::Place place = timeline.At(i);
-        if (!place.isIn && !place.isRepeated) continue;
-        const sFrameOfMocapData& frame = *item->frame;
-        if (std::exchange(isFirst, false)) firstNumber = frame.frameNumber;
-        lastNumber = frame.frameNumber;
-        Collect(frame);
-        analogChannels = std::max(analogChannels, frame.analogCount);
-        otherMarkers = std::max(otherMarkers, frame.otherMarkerCount);
-        labeledMarkers = std::max(labeledMarkers, frame.labeledMarkerCount);
-        bodyMarkers = std::max(bodyMarkers, MarkersOf(frame));
-        doubt.Take(item->plates);
-        if (place.isIn && AreNumbers(item->plates))
-            ++framesByPlates[static_cast<std::size_t>(item->plates.plateCount)];
-        const std::span<const float> readings = item->readings->Unloaded();
-        if (readings.size() > plateUnloaded.size()) plateUnloaded.assign(readings.begin(), readings.end());
-    }
-    if (StopSignal::Arrived()) throw std::runtime_error("stopped before the end of " + options.file);
+void Take::SettlePlates() {
     const RecordedPlates described(descriptions.list.get());
     const auto assigned = ForcePlateModel::AssignChannels(described.Described(), plateUnloaded.size());
     for (std::size_t i = 0; i < assigned.plates; ++i) plates.push_back(*assigned.slices[i].plate);
-    plateFrames = framesByPlates[plates.size()];
+    for (std::size_t i = 0; i < m_wholePlates.size(); ++i)
+        if (timeline.At(i).isIn && m_wholePlates[i] == static_cast<std::int8_t>(plates.size())) ++plateFrames;
+    m_wholePlates = {};
 }

@@ -2,6 +2,7 @@
 #ifndef VELMAR_TAKE_TAKE_H
 #define VELMAR_TAKE_TAKE_H
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -9,6 +10,7 @@
 #include "PlateDoubt.h"
 #include "TarvoStream.h"
 #include "capture/RecordedDescriptions.h"
+#include "capture/RecordedFrames.h"
 #include "capture/Recording.h"
 #include "take/BodyColumns.h"
 #include "take/DescribedNames.h"
@@ -16,16 +18,25 @@
 #include "take/MarkerColumns.h"
 #include "take/TakeRange.h"
 
+// What the user calls the options, for texts that advise one.
+struct OptionNames {
+    const char* range = "--from and --to";
+    const char* unloaded = "--unloaded FIRST-LAST";
+    const char* rate = "--rate";
+};
+
 struct TakeOptions {
     std::string file;
     TakeRange range;
     std::optional<FrameSpan> unloaded; // frames whose mean tells what plates read without a load
     std::optional<double> rate;        // frames a second, in place of what the recording says
+    OptionNames names = {};
 };
 
 struct Take {
-    // Reads the file three times. Throws std::runtime_error that names it: what Survey throws, a range or unloaded
-    // frames that it does not hold, and when a signal arrives.
+    // Reads the file twice, or three times for a part of it, or for unloaded frames. Throws std::runtime_error
+    // that names it: what Survey throws, a range or unloaded frames that it does not hold, and when a signal
+    // arrives.
     explicit Take(TakeOptions wanted);
 
     bool IsSimulated() const { return names.simulated; }
@@ -58,10 +69,18 @@ struct Take {
     PlateDoubt doubt;
 
 private:
+    static constexpr std::int8_t kNotWhole = -1;
+
+    bool ItemsComeWithTimes() const;
     void ReadTimes();
     void ReadItems();
-    void Collect(const sFrameOfMocapData& frame);
+    void Collect(const RecordedFrame& item);
+    void CollectNames(const sFrameOfMocapData& frame);
+    void SettlePlates();
     std::optional<double> StatedRate() const;
+
+    bool m_isFirst = true;
+    std::vector<std::int8_t> m_wholePlates; // of each recorded frame, while they are collected
 };
 
 #endif
