@@ -1,10 +1,12 @@
-# What `cmake --install` puts where, in three components: runtime, development, tools. A static library is development's.
+# What `cmake --install` puts where, in components: runtime, development, tools, python. A static library is
+# development's.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 set(runtime_package libvelmar-sdk${PROJECT_VERSION_MAJOR})
 set(development_package libvelmar-sdk-dev)
 set(tools_package velmar)
+set(python_package python3-velmar)
 set(doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc)
 get_target_property(library_type velmar_sdk TYPE)
 
@@ -59,6 +61,27 @@ if(VELMAR_WITH_TOOL)
     file(RELATIVE_PATH to_library ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
     set_target_properties(velmar PROPERTIES INSTALL_RPATH $ORIGIN/${to_library})
   endif()
+endif()
+if(VELMAR_WITH_PYTHON)
+  list(APPEND components python)
+  set(VELMAR_PYTHON_DIR lib/python3/dist-packages CACHE STRING "Where Python packages are, below the prefix")
+  set(python_build ${PROJECT_BINARY_DIR}/python)
+  install(FILES ${python_sources} DESTINATION ${VELMAR_PYTHON_DIR}/velmar COMPONENT python)
+  install(TARGETS velmar_take LIBRARY DESTINATION ${VELMAR_PYTHON_DIR}/velmar COMPONENT python)
+  install(FILES ${python_build}/METADATA
+    DESTINATION ${VELMAR_PYTHON_DIR}/velmar-${PROJECT_VERSION}.dist-info COMPONENT python)
+  # As the tool: below /usr the loader finds the library, elsewhere a link stands beside the package.
+  if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+    set(soname libvelmar_sdk.so.${PROJECT_VERSION_MAJOR})
+    file(RELATIVE_PATH to_library
+      ${CMAKE_INSTALL_PREFIX}/${VELMAR_PYTHON_DIR}/velmar ${CMAKE_INSTALL_FULL_LIBDIR}/${soname})
+    file(MAKE_DIRECTORY ${python_build}/installed)
+    file(CREATE_LINK ${to_library} ${python_build}/installed/${soname} SYMBOLIC)
+    install(FILES ${python_build}/installed/${soname} DESTINATION ${VELMAR_PYTHON_DIR}/velmar COMPONENT python)
+  endif()
+  install(DIRECTORY docs DESTINATION ${doc_dir}/${python_package} COMPONENT python PATTERN Doxyfile EXCLUDE)
+  file(GLOB python_examples CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/python/examples/*.py)
+  install(FILES ${python_examples} DESTINATION ${doc_dir}/${python_package}/examples COMPONENT python)
 endif()
 foreach(component IN LISTS components)
   install(FILES packaging/copyright DESTINATION ${doc_dir}/${${component}_package} COMPONENT ${component})

@@ -34,6 +34,7 @@ set(CPACK_COMPONENTS_ALL ${components})
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS runtime)
 set(CPACK_COMPONENT_TOOLS_DEPENDS runtime)
+set(CPACK_COMPONENT_PYTHON_DEPENDS runtime)
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -45,6 +46,10 @@ set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION net)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3 (>= 3.9), python3-numpy")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/python/prerm)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-pandas, python3-matplotlib")
 foreach(component IN LISTS components)
   string(TOUPPER ${component} upper)
   set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${${component}_package})
@@ -62,4 +67,8 @@ The command velmar streams a walking figure or a recording to clients, with
 seeded network faults if wanted; shows, records, replays and exports a running
 stream; asks a server about itself; and finds out why no data arrives. A
 dissector of the protocol for Wireshark comes with it.")
+set(CPACK_DEBIAN_PYTHON_DESCRIPTION "motion-capture streams and recordings as numpy arrays (Python 3)
+The package velmar receives the frames of a motion-capture server as numpy
+arrays, in loops and in event loops, asks the server what they contain, and
+reads recordings whole.")
 include(CPack)

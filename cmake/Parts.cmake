@@ -1,5 +1,13 @@
 # Which parts are built besides the library: those that are asked for, and those whose packages are there.
 list(APPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR})
+# A library for machines that lack its packages, as the Python package's wheel has it.
+option(VELMAR_SELF_CONTAINED "Link what is not of the C library statically" OFF)
+if(VELMAR_SELF_CONTAINED)
+  enable_language(C) # for what stands in for others
+  list(PREPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR}/self-contained)
+  # What nobody calls of those would need a newer C library.
+  add_link_options(-static-libstdc++ -static-libgcc LINKER:--gc-sections)
+endif()
 
 # Sets VELMAR_WITH_<part> from VELMAR_BUILD_<part>: ON needs every package, AUTO says which ones are missing. The
 # packages are triples of the name for find_package, the target that has to come with it, and its name in Debian.
@@ -40,6 +48,14 @@ if(VELMAR_WITH_VIEW AND NOT VELMAR_WITH_TOOL)
     message(FATAL_ERROR "VELMAR_BUILD_VIEW=${VELMAR_BUILD_VIEW} needs the tool")
   endif()
   set(VELMAR_WITH_VIEW OFF)
+endif()
+# The Python package: the tool's reader of recordings, beside the shared library.
+velmar_decide(PYTHON AUTO)
+if(VELMAR_WITH_PYTHON AND (NOT VELMAR_WITH_TOOL OR (DEFINED BUILD_SHARED_LIBS AND NOT BUILD_SHARED_LIBS)))
+  if(NOT VELMAR_BUILD_PYTHON STREQUAL "AUTO")
+    message(FATAL_ERROR "VELMAR_BUILD_PYTHON=${VELMAR_BUILD_PYTHON} needs the tool and the shared library")
+  endif()
+  set(VELMAR_WITH_PYTHON OFF)
 endif()
 # Without the tool, those that do not need it.
 velmar_decide(TESTS AUTO

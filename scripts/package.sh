@@ -13,7 +13,7 @@ esac
 
 scripts/prepare.sh package
 build=build/package
-scripts/build.sh release -B "$build" -DCMAKE_INSTALL_PREFIX=/usr -DVELMAR_BUILD_{TOOL,VIEW}=ON \
+scripts/build.sh release -B "$build" -DCMAKE_INSTALL_PREFIX=/usr -DVELMAR_BUILD_{TOOL,VIEW,PYTHON}=ON \
   -DVELMAR_BUILD_TESTS=OFF
 echo "== making the packages"
 rm -f "$build"/*.deb

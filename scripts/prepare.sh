@@ -1,24 +1,33 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that tasks need and that are missing; where that is not allowed, says which ones to
-# install. Usage: scripts/prepare.sh build|view|test|all|package|consumer|dissector|view-test...
+# install. Usage: scripts/prepare.sh LIST...
 set -eu
-
-usage() { echo "usage: scripts/prepare.sh build|view|test|all|package|consumer|dissector|view-test..." >&2; exit 2; }
 
 declare -A lists
 build="g++ cmake ninja-build libcli11-dev libfmt-dev libassimp-dev nlohmann-json3-dev libpcap-dev iproute2 util-linux"
 view="$build libboost-dev" # and, from anywhere, Node.js with npm
 command -v node >/dev/null && command -v npm >/dev/null || view="$view nodejs npm"
-test="$view libgtest-dev libgmock-dev binutils valgrind nftables"
+python="$build python3 python3-numpy"
+test="$view $python python3-pytest libgtest-dev libgmock-dev binutils valgrind nftables"
 lists[build]=$build # and to run, in a network of its own
 lists[view]=$view
 lists[test]=$test
-lists[all]="$test clang-14 clang-tidy-14 clang-format-14 libclang-rt-14-dev llvm-14 python3 libbenchmark-dev doxygen
+lists[python]=$python # and to run it
+lists[all]="$test mypy clang-14 clang-tidy-14 clang-format-14 libclang-rt-14-dev llvm-14 libbenchmark-dev doxygen
   abigail-tools"
-lists[package]="$view help2man dpkg-dev lintian file"
+lists[package]="$view $python help2man dpkg-dev lintian file"
+lists[wheel]="$python python3-build python3-setuptools python3-wheel python3-venv binutils"
 lists[consumer]="g++ cmake make ninja-build pkg-config"
+lists[python-consumer]="python3-numpy python3-matplotlib python3-pip python3-venv" # and of the examples
+lists[bench-python]="$python gcc python3-pandas"
 lists[dissector]="$build tshark python3"
 lists[view-test]="$view chromium fonts-dejavu-core fonts-liberation pngquant"
+
+usage() {
+  local IFS='|'
+  echo "usage: scripts/prepare.sh ${!lists[*]}..." >&2
+  exit 2
+}
 
 [ $# -gt 0 ] || usage
 wanted=()

@@ -1,0 +1,17 @@
+# The library that reads captures, as PCAP::pcap, without its shared library and without what that needs to capture.
+include(FindPackageHandleStandardArgs)
+find_path(PCAP_INCLUDE_DIR pcap/pcap.h)
+find_library(PCAP_ARCHIVE libpcap.a)
+mark_as_advanced(PCAP_INCLUDE_DIR PCAP_ARCHIVE)
+find_package_handle_standard_args(PCAP REQUIRED_VARS PCAP_ARCHIVE PCAP_INCLUDE_DIR)
+if(PCAP_FOUND AND NOT TARGET PCAP::pcap)
+  # Objects come before archives, whose member that defines the same is left out then.
+  add_library(velmar_pcap_inside OBJECT ${CMAKE_CURRENT_LIST_DIR}/PcapInside.c)
+  set_target_properties(velmar_pcap_inside PROPERTIES POSITION_INDEPENDENT_CODE ON C_VISIBILITY_PRESET hidden)
+  add_library(PCAP::pcap INTERFACE IMPORTED)
+  target_include_directories(PCAP::pcap INTERFACE ${PCAP_INCLUDE_DIR})
+  foreach(stream stdin stdout stderr)
+    target_link_options(PCAP::pcap INTERFACE LINKER:--wrap=${stream})
+  endforeach()
+  target_link_libraries(PCAP::pcap INTERFACE $<TARGET_OBJECTS:velmar_pcap_inside> ${PCAP_ARCHIVE})
+endif()
