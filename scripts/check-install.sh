@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Unpacks the packages into an empty tree, sees that the tool came with its manual and its completion, builds the
 # examples against the tree with CMake, with pkg-config and, those in C, with a plain C compiler, and runs every one
-# of them against a simulated server.
+# of them against a simulated server. The Python package runs its first program from the tree, and from its wheel in
+# an environment that has nothing else of this.
 set -eu
 cd "$(dirname "$0")/.."
 work=$PWD/build/check-install
@@ -47,8 +48,44 @@ if [ "${1:-}" = --example-server ]; then
   exit 0
 fi
 
-scripts/prepare.sh package consumer
+if [ "${1:-}" = --python ]; then # --python PACKAGE COMMAND...: by this interpreter, which has to find it there
+  package=$2
+  python=("${@:3}")
+  wrong() { cat "$1" >&2; echo "$2" >&2; exit 1; }
+  output=$work/first_program.out
+  timeout --kill-after 10 --signal INT 3 "${python[@]}" "$work/first_program.py" >"$output" 2>&1 || true
+  frames=$(grep -cE '^[0-9]+ \[.*\] \[.*\]$' "$output" || true)
+  grep -qE "\('Hips', .*'LeftFoot'" "$output" && [ "$frames" -ge 100 ] ||
+    wrong "$output" "the first program does not print the bones and 100 frames"
+  "$root/usr/bin/velmar" record 127.0.0.1 -o "$work/walk.pcap" --seconds 1 >"$work/record.log" 2>&1
+  "${python[@]}" - "$package" "$work/walk.pcap" <<'END'
+import importlib.metadata
+import os
+import sys
+from pathlib import Path
+
+import velmar
+
+package, recording = Path(sys.argv[1]).resolve(), sys.argv[2]
+take = velmar.load(recording)
+assert len(take.time) > 50 and len(take.markers.array) == len(take.time), take
+assert Path(velmar.__file__).resolve().parent == package, f"{velmar.__file__} is used instead of {package}"
+loaded = {Path(line.split()[-1]) for line in open("/proc/self/maps") if "libvelmar" in line}
+places = {package, Path(os.environ.get("LD_LIBRARY_PATH", package)).resolve()}
+assert len(loaded) == 2 and {path.parent for path in loaded} == places, f"loaded are {loaded}"
+version = importlib.metadata.version("velmar")
+print(f"velmar {version} in {package}: {len(take.time)} frames")
+END
+  for example in "$root"/usr/share/doc/python3-velmar/examples/*.py; do
+    "${python[@]}" "$example" --help >"$work/example.out" 2>&1 && grep -q '^usage: ' "$work/example.out" ||
+      wrong "$work/example.out" "${example##*/} does not say how it is used"
+  done
+  exit 0
+fi
+
+scripts/prepare.sh package consumer wheel python-consumer
 scripts/package.sh
+scripts/wheel.sh
 echo "== building the examples against the packages"
 rm -rf "$work"
 mkdir -p "$root" "$work/pkg-config" "$work/c11"
@@ -85,5 +122,21 @@ done
 echo "== running the examples"
 export LD_LIBRARY_PATH=$libdir
 scripts/private-network.sh scripts/check-install.sh --example-server "$work/cmake"
-exec scripts/private-network.sh scripts/with-server.sh "$root/usr/bin/velmar" "$work/server.log" -- \
-  scripts/check-install.sh --inside
+beside_server() { # beside_server MODE...: this script, while a server runs
+  scripts/private-network.sh scripts/with-server.sh "$root/usr/bin/velmar" "$work/server.log" -- \
+    scripts/check-install.sh "$@"
+}
+beside_server --inside
+
+echo "== running the Python package"
+# The first program that a reader meets, against this server.
+sed -n '/^    import velmar$/,/^[^ ]/{/^[^ ]/d; s/^    //; s/192\.168\.1\.20/127.0.0.1/; p}' README.md \
+  >"$work/first_program.py"
+package=$root/usr/lib/python3/dist-packages
+beside_server --python "$package/velmar" env PYTHONPATH="$package" /usr/bin/python3
+
+# The wheel has to do without the library's package.
+/usr/bin/python3 -m venv --system-site-packages "$work/venv"
+"$work/venv/bin/pip" install --quiet --no-index --no-deps build/wheel/*.whl
+package=$("$work/venv/bin/python" -c 'import sysconfig; print(sysconfig.get_path("purelib"))')
+beside_server --python "$package/velmar" env -u LD_LIBRARY_PATH -u PYTHONPATH "$work/venv/bin/python"

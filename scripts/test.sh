@@ -16,7 +16,7 @@ esac
 jobs=$(nproc)
 
 build() { # build PRESET [OPTION...]
-  scripts/build.sh "$1" -DVELMAR_WERROR=ON -DVELMAR_BUILD_{TOOL,VIEW,TESTS}=ON "${@:2}"
+  scripts/build.sh "$1" -DVELMAR_WERROR=ON -DVELMAR_BUILD_{TOOL,VIEW,PYTHON,TESTS}=ON "${@:2}"
 }
 
 run() { # run PRESET
@@ -43,7 +43,7 @@ if [ -n "$all" ]; then
   run asan
   build tsan
   run tsan
-  build release -DVELMAR_BUILD_BENCH=ON
+  build release -DVELMAR_BUILD_{BENCH=ON,PYTHON=OFF} # whose tests run twice already
   run release
   echo "== soak: two minutes"
   scripts/soak.sh 2
