@@ -4,6 +4,8 @@
 # With --view it measures velmar view instead, with a browser: scripts/bench.sh --view [--seconds N] [--each N]
 # [--only delay|processor|page|long] [--json FILE]; --seconds is how long a stage is shown at 1 kHz, 600 if not said,
 # --each how long everything else.
+# With --python it measures the Python package: scripts/bench.sh --python [--only reading|stage|load] [--seconds N]
+# [--blocks N] [--frames N] [--json FILE]; --seconds is how long a stage is read at 1 kHz, 600 if not said.
 # The parts run on the last processor. In the stream, the sender and the answering thread are pinned to the first
 # one; whoever receives is on the last, because a client is started from a thread that is pinned there and its
 # receive threads inherit that.
@@ -17,6 +19,19 @@ if [ "${1:-}" = --view ]; then
   work=$("$root/scripts/node-modules.sh" release)
   export VELMAR=$root/build/release/tools/velmar/velmar
   exec "$root/scripts/private-network.sh" node "$work/bench/view/main.mjs" "$@"
+fi
+
+if [ "${1:-}" = --python ]; then
+  shift
+  root=$(cd "$(dirname "$0")/.." && pwd)
+  "$root/scripts/prepare.sh" bench-python
+  "$root/scripts/build.sh" release -DVELMAR_BUILD_{TOOL,PYTHON}=ON -- velmar velmar_take
+  build=$root/build/release
+  cc -std=c11 -O2 -shared -fPIC -I"$root/include" "$root/bench/python/loop.c" -o "$build/python/loop.so" \
+    -L"$build/TarvoSDKClient" -lvelmar_sdk
+  export VELMAR=$build/tools/velmar/velmar PYTHONPATH=$build/python PYTHONDONTWRITEBYTECODE=1
+  exec "$root/scripts/private-network.sh" /usr/bin/python3 "$root/bench/python/main.py" \
+    --loop "$build/python/loop.so" "$@"
 fi
 
 json=()
