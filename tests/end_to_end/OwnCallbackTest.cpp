@@ -5,7 +5,15 @@
 #include "Client.h"
 #include "client/ClientCore.h"
 
-#if defined(__SANITIZE_ADDRESS__)
+// Each compiler has its own way to say that it looks for leaks.
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define LOOKS_FOR_LEAKS
+#endif
+#elif defined(__SANITIZE_ADDRESS__)
+#define LOOKS_FOR_LEAKS
+#endif
+#ifdef LOOKS_FOR_LEAKS
 #include <sanitizer/lsan_interface.h>
 using MayStayBehind = __lsan::ScopedDisabler;
 #else

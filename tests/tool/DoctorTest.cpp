@@ -48,7 +48,12 @@ struct Row {
     const char* as = ""; // a command that runs the doctor
 };
 
-nlohmann::json Examine(const Row& row) {
+struct Finding {
+    nlohmann::json report;
+    int code;
+};
+
+Finding Examine(const Row& row) {
     const Machine client{};
     const Machine server{};
     Shell("for i in 1 2; do ip link add s$i type veth peer name receiving$i netns " + client.own.Path() +
@@ -67,13 +72,26 @@ nlohmann::json Examine(const Row& row) {
         for (; !stop.stop_requested(); std::this_thread::sleep_for(std::chrono::milliseconds(5)))
             for (const std::string& datagram : row.sent) send(sender.handle, datagram.data(), datagram.size(), 0);
     });
-    return nlohmann::json::parse(Output("doctor --json " + row.name, row.code, row.as));
+    ToolRun doctor("doctor --json " + row.name, row.as);
+    nlohmann::json report = nlohmann::json::parse(doctor.Rest());
+    return {std::move(report), doctor.Wait()};
+}
+
+// Where other work keeps the machine from reading in time, that is what the doctor finds, rightly, and says before
+// all else: it looks again then.
+Finding ExamineInPeace(const Row& row) {
+    const std::string busy = "receiver-too-slow";
+    Finding finding = Examine(row);
+    for (int again = 0; again < 4 && row.cause != busy && finding.report["cause"] == busy; ++again)
+        finding = Examine(row);
+    return finding;
 }
 
 void ExpectCauses(const std::vector<Row>& rows) {
     for (const Row& row : rows) {
         SCOPED_TRACE(row.cause + " "s + row.faults + row.server.value_or("no server"));
-        const nlohmann::json report = Examine(row);
+        const auto [report, code] = ExamineInPeace(row);
+        EXPECT_EQ(code, row.code);
         EXPECT_THAT(report["cause"], testing::MatchesRegex(row.cause)) << report.dump(1);
         EXPECT_THAT(report["checks"].dump(), testing::ContainsRegex(row.said));
         EXPECT_NE(report["remedy"], "");
