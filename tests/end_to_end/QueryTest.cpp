@@ -71,9 +71,9 @@ TEST_F(QueryTest, DescriptionsThatTheReplyDoesNotHoldAreNone) {
 TEST_F(QueryTest, QueriesAtOnceGetAnAnswerEachOrEndWithTheSession) {
     for (const bool answered : {true, false}) {
         std::vector<sDataDescriptions*> lists(8);
-        std::vector<std::future<int>> results(8);
+        std::vector<std::future<int>> calls(8);
         for (std::size_t i = 0; i < 8; ++i)
-            results[i] = InBackground([&, i] {
+            calls[i] = InBackground([&, i] {
                 if (!answered && i % 2 == 0) return WaitForForcePlateInit(client, 0);
                 return GetDataDescriptions(client, &lists[i]);
             });
@@ -87,7 +87,7 @@ TEST_F(QueryTest, QueriesAtOnceGetAnAnswerEachOrEndWithTheSession) {
         for (std::size_t i = 0; answered && i < 8; ++i)
             server.Reply(requests[7 - i], 7, Body().U32(1, 9 + i).bytes);
         if (!answered) Uninitialize(client);
-        for (auto& result : results) EXPECT_EQ(result.get(), answered ? 0 : 1);
+        for (auto& call : calls) EXPECT_EQ(call.get(), answered ? 0 : 1);
         EXPECT_GE(log.Count(" Failed.\n"), answered ? 0 : 16) << "two lines of each";
         std::set<int> types;
         for (auto* const got : lists) types.insert(got == nullptr ? 0 : got->descriptions[0].type);

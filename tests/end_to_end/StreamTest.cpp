@@ -112,17 +112,17 @@ TEST_F(StreamTest, ABurstWaitsForASlowCallbackAndTheQueueKeepsTheNewest32Frames)
 }
 
 TEST_F(StreamTest, ClientsShareQueueAndCallbacksButNotUserData) {
-    void* other = nullptr;
-    CreateClient(&other);
+    void* second = nullptr;
+    CreateClient(&second);
     SetDataCallback(client, nullptr, one);
-    SetDataCallback(other, SeeFrame, two);
+    SetDataCallback(second, SeeFrame, two);
     ASSERT_EQ(Start(client), 0);
-    ASSERT_EQ(Start(other), 0);
+    ASSERT_EQ(Start(second), 0);
     server.Multicast(FrameBody(5));
     Texts seen = events.Take(2);
     std::ranges::sort(seen);
     EXPECT_EQ(seen, (Texts{"one 5", "two 5"}));
-    EXPECT_EQ(DestroyClient(other), 0);
+    EXPECT_EQ(DestroyClient(second), 0);
     server.Multicast(FrameBody(6));
     EXPECT_EQ(events.Take(1), Texts{"one 6"});
     EXPECT_EQ(Uninitialize(client), 0);

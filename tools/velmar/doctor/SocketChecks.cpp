@@ -53,10 +53,10 @@ Finding CheckMembership(Examination& examination) {
 }
 
 Finding CheckClient(Examination& examination) {
-    constexpr int kAttempts = 3; // the one answer that each waits for gets lost too
+    constexpr int kStarts = 3; // the one answer that each waits for gets lost too
     std::string reason;
     int result = 1;
-    for (int attempt = 0; attempt < kAttempts && result != 0 && !StopSignal::Arrived(); ++attempt)
+    for (int attempt = 0; attempt < kStarts && result != 0 && !StopSignal::Arrived(); ++attempt)
         result = examination.client.Start(reason);
     if (result != 0)
         return {State::kFailure, fmt::format("a client does not start, with {}: {}", result, reason),
